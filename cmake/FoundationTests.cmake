@@ -1,0 +1,23 @@
+# How every test program of this repository is built and listed.
+
+include(GoogleTest)
+
+# foundation_add_tests(<name> SOURCES <file>... [LIBRARIES <library>...] [ENVIRONMENT <NAME=value>...])
+#
+# A GoogleTest program. Each case runs as a process of its own: process-wide state, such as the registry, which never
+# empties, starts fresh in every case. Does nothing when the tests are not built.
+function(foundation_add_tests name)
+  if(NOT FOUNDATION_BUILD_TESTING)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
+  add_executable(${name} ${arg_SOURCES})
+  foundation_configure_target(${name})
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name}
+      TEST_PREFIX "${name}."
+      NO_PRETTY_VALUES
+      DISCOVERY_MODE PRE_TEST
+      DISCOVERY_TIMEOUT 60
+      PROPERTIES TIMEOUT 120 ENVIRONMENT "${arg_ENVIRONMENT}")
+endfunction()
