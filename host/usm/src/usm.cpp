@@ -1,0 +1,178 @@
+#include <foundation/usm.hpp>
+
+#include <boost/core/demangle.hpp>
+
+#include <array>
+#include <atomic>
+#include <bit>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+namespace foundation::usm {
+namespace {
+
+using Value = std::unique_ptr<void, void (*)(void*)>;
+
+/// A value in its slot; also a link of the instance's list of values, the latest first.
+struct Entry {
+    Value value;
+    std::type_index type;
+    std::atomic<Entry*>& slot;
+    std::unique_ptr<Entry> earlier;
+};
+
+using Slot = std::atomic<Entry*>;
+
+/// Which slot has which type. Types are only ever added.
+class SlotNumbers {
+public:
+    std::size_t numberOf(std::type_index type) {
+        std::lock_guard const lock(mutex_);
+        return numbers_.try_emplace(type, numbers_.size()).first->second;
+    }
+
+    bool hasGivenOut(std::size_t slot) {
+        std::lock_guard const lock(mutex_);
+        return slot < numbers_.size();
+    }
+
+private:
+    std::mutex mutex_;  // Guards numbers_, for one table operation.
+    std::map<std::type_index, std::size_t> numbers_;
+};
+
+SlotNumbers& slotNumbers() {
+    static SlotNumbers numbers;
+    return numbers;
+}
+
+// In this source and behind functions, so that all modules of the process share it. A plain pointer needs no
+// destructor at thread exit, when other thread-locals may still look at it.
+constinit thread_local EngineInstance* boundInstance = nullptr;
+
+EngineInstance& currentInstance() {
+    if (boundInstance != nullptr) return *boundInstance;
+    static EngineInstance mainInstance;
+    return mainInstance;
+}
+
+std::string nameOf(std::size_t slot) {
+    return "per-instance slot " + std::to_string(slot);
+}
+
+void* valueOf(Entry const& entry, std::size_t slot, std::type_index type) {
+    if (entry.type == type) return entry.value.get();
+    throw std::logic_error(nameOf(slot) + " holds a value of type \"" +
+                           boost::core::demangle(entry.type.name()) + "\", not \"" +
+                           boost::core::demangle(type.name()) + "\"");
+}
+
+}  // namespace
+
+/// The slots lie in blocks that never move, so that a reader needs no lock: it follows two atomic pointers.
+/// Each block is twice as large as the one before it, and made when one of its slots is first filled.
+class EngineInstance::Storage {
+public:
+    Storage() = default;
+    ~Storage();
+    Storage(Storage const&) = delete;
+    Storage& operator=(Storage const&) = delete;
+
+    /// The entry in that slot, or null.
+    Entry* find(std::size_t slot) const;
+
+    /// Takes `value` if the slot is empty. Gives the slot's entry.
+    Entry& findOrInsert(std::size_t slot, std::type_index type, Value& value);
+
+private:
+    static constexpr std::size_t firstBlockBits = 4;
+    static constexpr std::size_t blockCount = std::numeric_limits<std::size_t>::digits - firstBlockBits + 1;
+
+    struct Position {
+        std::size_t block;
+        std::size_t index;
+    };
+    static Position positionOf(std::size_t slot);
+    static std::size_t sizeOf(std::size_t block) { return std::size_t{1} << (firstBlockBits + block); }
+
+    std::mutex insertion_;  // Guards latest_ and every write to a slot or to blocks_.
+    std::unique_ptr<Entry> latest_;
+    std::array<std::atomic<Slot*>, blockCount> blocks_{};
+};
+
+EngineInstance::Storage::~Storage() {
+    // One at a time: a deleter may look at the slots, and a long list must not be destroyed by recursion.
+    while (latest_ != nullptr) {
+        std::unique_ptr<Entry> const entry = std::exchange(latest_, std::move(latest_->earlier));
+        entry->slot.store(nullptr, std::memory_order_relaxed);
+    }
+    for (std::atomic<Slot*> const& block : blocks_)
+        delete[] block.load(std::memory_order_relaxed);
+}
+
+EngineInstance::Storage::Position EngineInstance::Storage::positionOf(std::size_t slot) {
+    auto const block = static_cast<std::size_t>(std::bit_width((slot >> firstBlockBits) + 1)) - 1;
+    std::size_t const earlierSlots = ((std::size_t{1} << block) - 1) << firstBlockBits;
+    return {block, slot - earlierSlots};
+}
+
+Entry* EngineInstance::Storage::find(std::size_t slot) const {
+    Position const position = positionOf(slot);
+    Slot const* const block = blocks_[position.block].load(std::memory_order_acquire);
+    return block == nullptr ? nullptr : block[position.index].load(std::memory_order_acquire);
+}
+
+Entry& EngineInstance::Storage::findOrInsert(std::size_t slot, std::type_index type, Value& value) {
+    Position const position = positionOf(slot);
+    std::lock_guard const lock(insertion_);
+    Slot* block = blocks_[position.block].load(std::memory_order_relaxed);
+    if (block == nullptr) {
+        block = new Slot[sizeOf(position.block)]();
+        blocks_[position.block].store(block, std::memory_order_release);
+    }
+    Slot& place = block[position.index];
+    if (Entry* const held = place.load(std::memory_order_relaxed)) return *held;
+
+    // The value moves only when nothing can throw any more.
+    std::unique_ptr<Entry> entry(new Entry{Value(nullptr, nullptr), type, place, nullptr});
+    entry->value = std::move(value);
+    entry->earlier = std::move(latest_);
+    latest_ = std::move(entry);
+    place.store(latest_.get(), std::memory_order_release);
+    return *latest_;
+}
+
+EngineInstance::EngineInstance() : storage_(std::make_unique<Storage>()) {}
+EngineInstance::~EngineInstance() = default;
+
+CurrentEngineInstance::CurrentEngineInstance(EngineInstance& instance) noexcept
+    : earlier_(std::exchange(boundInstance, &instance)) {}
+
+CurrentEngineInstance::~CurrentEngineInstance() {
+    boundInstance = earlier_;
+}
+
+EngineInstance::Storage& Detail<scope::Zor>::current() {
+    return *currentInstance().storage_;
+}
+
+std::size_t Detail<scope::Zor>::getNextID(std::type_index type) {
+    return slotNumbers().numberOf(type);
+}
+
+void* Detail<scope::Zor>::find(std::size_t slot, std::type_index type) {
+    Entry const* const entry = current().find(slot);
+    return entry == nullptr ? nullptr : valueOf(*entry, slot, type);
+}
+
+void* Detail<scope::Zor>::findOrInsert(std::size_t slot, std::type_index type, Value&& value) {
+    if (value == nullptr) throw std::invalid_argument(nameOf(slot) + ": the value must not be null");
+    if (!slotNumbers().hasGivenOut(slot)) throw std::out_of_range(nameOf(slot) + " was never given out");
+    return valueOf(current().findOrInsert(slot, type, value), slot, type);
+}
+
+}  // namespace foundation::usm
