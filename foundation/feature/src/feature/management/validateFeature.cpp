@@ -1,0 +1,62 @@
+#include "validateFeature.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+#include <unordered_map>
+
+namespace foundation::feature::management {
+namespace {
+
+constexpr std::size_t longestName = 127;
+
+bool isPrintableAscii(char character) {
+    return character >= ' ' && character <= '~';
+}
+
+/// What a feature-control state demands of a feature: a message when it is not met, else nothing.
+using Rule = std::string (*)(detail::State const&);
+
+std::unordered_map<std::string, Rule> const& stateRules() {
+    static std::unordered_map<std::string, Rule> const rules = {
+        {"Off",
+         [](detail::State const& state) -> std::string {
+             return state.defaultValue == 0 ? "" : "default value of Off fctrl must be 0";
+         }},
+        {"On",
+         [](detail::State const& state) -> std::string {
+             // "msut" is the published text; do not correct.
+             return state.defaultValue != 0 ? "" : "default value of On fctrl msut be non zero";
+         }},
+        {"Beta", [](detail::State const&) -> std::string { return ""; }},
+        {"Preview", [](detail::State const&) -> std::string { return ""; }},
+        {"DebugOrTest",
+         [](detail::State const& state) -> std::string {
+             return state.defaultValue == 0 ? "" : "default value of DebugOrTest fctrl must be 0";
+         }},
+    };
+    return rules;
+}
+
+}  // namespace
+
+void validateFeature(std::string const& name, detail::State const& state) {
+    if (name.empty() || name.size() > longestName) {
+        throw std::invalid_argument("feature control names must be non-empty and less than 128 characters");
+    }
+    auto const bad = std::find_if_not(name.begin(), name.end(), isPrintableAscii);
+    if (bad != name.end()) {
+        // The two blanks are the published text. The byte goes in as it is: one byte, not escaped.
+        throw std::invalid_argument(
+            std::string("feature control names must be printable ascii.  Character: \"") + *bad +
+            "\" is not allowed.");
+    }
+    auto const rule = stateRules().find(state.fctrlState);
+    if (rule == stateRules().end()) {
+        throw std::invalid_argument(
+            R"(feature control state must be one of: "Off", "On", "Beta", "Preview", "DebugOrTest")");
+    }
+    std::string const message = rule->second(state);
+    if (!message.empty()) throw std::invalid_argument(message);
+}
+
+}  // namespace foundation::feature::management
