@@ -5,7 +5,13 @@
 #include <cmath>
 #include <limits>
 #include <stdexcept>
+#include <string>
 #include <system_error>
+
+#if !defined(__cpp_lib_to_chars)
+#include <locale.h>
+#include <stdlib.h>
+#endif
 
 namespace foundation::json::detail {
 namespace {
@@ -59,8 +65,7 @@ std::optional<Number> split(std::string_view text) {
 bool isBelowOne(Number const& number) {
     std::size_t const firstDigit = number.whole.find_first_not_of('0');
     std::size_t const firstFractionDigit = number.fraction.find_first_not_of('0');
-    // Decimal digits before the point, negative for zeros after it, when the number is written without
-    // exponent.
+    // Decimal digits before the point, negative for zeros after it; the exponent left aside.
     long long digits = 0;
     if (firstDigit != std::string_view::npos) {
         digits = static_cast<long long>(number.whole.size() - firstDigit);
@@ -78,14 +83,26 @@ bool isBelowOne(Number const& number) {
     return digits + (number.exponentIsNegative ? -exponent : exponent) <= 0;
 }
 
+/// The double nearest to a JSON number; empty when the number is too big, and possibly when it is too small.
+std::optional<double> nearest(std::string_view number) {
+    double value = 0.0;
+#if defined(__cpp_lib_to_chars)
+    std::errc const error = std::from_chars(number.data(), number.data() + number.size(), value).ec;
+    if (error != std::errc{}) return std::nullopt;
+#else
+    // A standard library that converts integers only.
+    static locale_t const plain = newlocale(LC_ALL_MASK, "C", nullptr);
+    value = strtod_l(std::string(number).c_str(), nullptr, plain);
+#endif
+    return std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
 }  // namespace
 
-std::optional<double> string_to_double(std::string_view text) noexcept {
+std::optional<double> string_to_double(std::string_view text) {
     std::optional<Number> const number = split(text);
     if (!number) return std::nullopt;
-    double value = 0.0;
-    std::errc const error = std::from_chars(text.data(), text.data() + text.size(), value).ec;
-    if (error == std::errc{} && std::isfinite(value)) return value;
+    if (auto const value = nearest(text)) return value;
     if (isBelowOne(*number)) return text.front() == '-' ? -0.0 : 0.0;
     return std::nullopt;
 }

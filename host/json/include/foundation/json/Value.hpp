@@ -80,17 +80,16 @@ using Widest = std::conditional_t<std::is_signed_v<T>, std::int64_t, std::uint64
 
 /// One JSON value of one of ten kinds.
 ///
-/// The constructors convert implicitly, so that `std::vector<Value>{1, "a", true}` is an array of three. Mind
-/// that `std::vector<Value>{items}` is therefore an array of one; a copy is written
-/// `std::vector<Value>(items)`.
+/// The constructors convert implicitly: `std::vector<Value>{1, "a", true}` is an array of three. Compilers
+/// differ on what `std::vector<Value>{items}` is when `items` is such an array itself; write
+/// `std::vector<Value>(items)` for a copy, `std::vector<Value>{Value(items)}` for an array of one.
 ///
 /// A value that was moved from keeps its kind; its content is unspecified, and it can be assigned to and
 /// destroyed. Assigning to a value one of its own elements is allowed.
 ///
 /// @threads  Any number of threads may read one value, as long as none changes it.
-/// @cost     Copying, comparing and destroying take time proportional to the number of elements and recurse
-/// once for
-///           each level of nesting, at some hundred bytes of stack each. Moving takes constant time.
+/// @cost     Copying, comparing and destroying take time proportional to the number of elements, and recurse
+///           once for each level of nesting, at some hundred bytes of stack each. Moving: constant time.
 class Value {
 public:
     /// A value of kind `Undefined`.
@@ -106,8 +105,7 @@ public:
     template <detail::Floating T>
     Value(T number) noexcept : data_(std::in_place_type<T>, number) {}
 
-    /// Every integer type, those of characters included: `std::int64_t` when it is signed, else
-    /// `std::uint64_t`.
+    /// Every integer type, those of characters too: `std::int64_t` when signed, else `std::uint64_t`.
     template <detail::Integer T>
     Value(T number) noexcept : data_(std::in_place_type<detail::Widest<T>>, number) {}
 
@@ -125,8 +123,7 @@ public:
     Value(Value&&) = default;
     ~Value() = default;
 
-    // Taken by value: the source may be an element of what is replaced, and a copy that fails leaves this
-    // unchanged.
+    // Taken by value: the source may be an element of what is replaced, and a failing copy changes nothing.
     Value& operator=(Value other) noexcept {
         data_ = std::move(other.data_);
         return *this;
@@ -139,8 +136,7 @@ public:
     }
 
     /// @return  The content, valid until the value is changed or destroyed.
-    /// @throws  std::runtime_error "invalid conversion: <kind's name> to <T's name>" when the kind is another
-    /// one.
+    /// @throws  std::runtime_error "invalid conversion: <kind's name> to <T's name>" for another kind.
     template <detail::Kind T>
     T const& get() const {
         T const* const content = std::get_if<T>(&data_);
@@ -159,10 +155,18 @@ public:
 private:
     using Array = std::vector<Value>;
     using Object = std::map<std::string, Value>;
+    using Content = std::variant<Undefined,
+                                 Null,
+                                 bool,
+                                 float,
+                                 double,
+                                 std::int64_t,
+                                 std::uint64_t,
+                                 std::string,
+                                 Array,
+                                 Object>;
 
-    std::
-        variant<Undefined, Null, bool, float, double, std::int64_t, std::uint64_t, std::string, Array, Object>
-            data_;
+    Content data_;
 };
 
 }  // namespace foundation::json

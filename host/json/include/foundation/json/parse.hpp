@@ -39,8 +39,7 @@ enum class ParseResult : int {
 };
 
 /// @return   What `result` means, in lower case, to stand inside a sentence; "unknown parse result" for a
-/// number that
-///           is no `ParseResult`.
+///           number that is no `ParseResult`.
 /// @threads  Any, at any time.
 FOUNDATION_JSON_EXPORT std::string get_parse_result_description(ParseResult result);
 
@@ -53,14 +52,13 @@ FOUNDATION_JSON_EXPORT std::string get_parse_result_description(ParseResult resu
 ///                    ^
 ///
 /// Both the line and the mark below it stand after a tab. Lines end at a line feed; a carriage return right
-/// before it belongs to the line's end, not to its text. A line is shown whole, whatever its length; a NUL
-/// byte in it (or in the description) is shown as a blank, since `what()` would end there.
+/// before it, or at the end of the text, is not shown. A line is shown whole, whatever its length. A NUL byte
+/// in it (or in the description) is shown as a blank, since `what()` would end there.
 class FOUNDATION_JSON_EXPORT ParserException : public std::runtime_error {
 public:
     /// @param description  What is wrong; stands in the message as it is.
     /// @param text         The whole text that was read.
-    /// @param offset       Where in `text` the error lies, in bytes from 0; an offset beyond the end counts
-    /// as the end.
+    /// @param offset       Where in `text` the error lies, in bytes from 0; beyond the end counts as the end.
     ParserException(ParseResult code,
                     std::string_view description,
                     std::string_view text,
@@ -74,8 +72,7 @@ public:
     /// @return  The error's line, counted from 1.
     std::size_t line() const noexcept { return line_; }
 
-    /// @return  The error's column in bytes, counted from 1; one past the line's last byte when the line ends
-    /// too early.
+    /// @return  The error's column in bytes, counted from 1; one past the last byte when text is missing.
     std::size_t column() const noexcept { return column_; }
 
     /// @return  The description as it stands in the message, valid as long as this exception.
@@ -95,19 +92,17 @@ private:
 /// Reads a JSON document, strictly as RFC 8259 has it.
 ///
 /// Whole numbers (no fraction, no exponent) become `std::int64_t`, above its range `std::uint64_t`, beyond
-/// both `double`;
-/// "-0" is the `std::int64_t` 0. All other numbers become `double`, correctly rounded; too small ones become
-/// 0. Of members of one name the last one counts. A byte order mark is refused, a NUL byte is no end of the
-/// text.
+/// both `double`; "-0" is the `std::int64_t` 0. All other numbers become `double`, correctly rounded, 0 when
+/// too small. Of members of one name the last one counts. A byte order mark is refused; a NUL byte does not
+/// end the text.
 ///
 /// Refused as too big are, besides numbers beyond the range of double, those whose whole part alone is beyond
-/// it (whatever the exponent), and those with an exponent above 308 plus the number of fraction digits, 0e309
-/// included.
+/// it (whatever the exponent) and those whose exponent exceeds 308 plus the number of fraction digits (0e309
+/// too).
 ///
 /// @param text  UTF-8; need not end with a NUL.
-/// @throws      ParserException with the description of its code for anything else than one JSON value and
-/// blanks around
-///              it, and for more than 512 arrays and objects inside one another.
+/// @throws      ParserException with a code and its description for anything else than one JSON value with
+///              blanks around it, and for more than 512 arrays and objects inside one another.
 /// @threads     Any, at any time; independent of the locale.
 /// @cost        Proportional to the text's length; stack use does not depend on the nesting.
 FOUNDATION_JSON_EXPORT Value parse(std::string_view text);
@@ -118,16 +113,14 @@ namespace detail {
 ///
 /// @param text  The whole number, with nothing around it.
 /// @return      The double nearest to it, 0 with its sign when it is too small for one; empty when `text` is
-/// no JSON
-///              number or its magnitude is beyond the range of double.
+///              no JSON number or is beyond the range of double.
 /// @threads     Any, at any time; independent of the locale.
-FOUNDATION_JSON_EXPORT std::optional<double> string_to_double(std::string_view text) noexcept;
+FOUNDATION_JSON_EXPORT std::optional<double> string_to_double(std::string_view text);
 
 /// Converts UTF-16 to UTF-8.
 ///
 /// @throws   std::range_error "ill-formed UTF-16 at offset <n>: surrogate without its partner"; n counts
-/// 16-bit units
-///           from 0.
+///           16-bit units from 0.
 /// @threads  Any, at any time.
 FOUNDATION_JSON_EXPORT std::string u16_to_u8(std::u16string_view text);
 
