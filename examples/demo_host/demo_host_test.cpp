@@ -1,27 +1,14 @@
-// Runs the program as a user does and looks at its exit code and both outputs.
+// What the program prints.
 
-#include "TemporaryFolder.hpp"
+#include "DemoRun.hpp"
 
-#include <foundation/json/Value.hpp>
-#include <foundation/json/parse.hpp>
-
-#include <boost/process/args.hpp>
-#include <boost/process/env.hpp>
-#include <boost/process/environment.hpp>
-#include <boost/process/exe.hpp>
-#include <boost/process/io.hpp>
-#include <boost/process/start_dir.hpp>
-#include <boost/process/system.hpp>
 #include <gmock/gmock.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -29,11 +16,21 @@ namespace demo {
 namespace {
 
 namespace json = foundation::json;
-using test::TemporaryFolder;
+using test::Array;
+using test::cellsOf;
+using test::engineValues;
+using test::keysOf;
+using test::linesOf;
+using test::number;
+using test::Object;
+using test::Outcome;
+using test::program;
+using test::readFile;
+using test::rowsOf;
+using test::run;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::EndsWith;
 using testing::Ge;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -42,100 +39,6 @@ using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
-
-using Array = std::vector<json::Value>;
-using Object = std::map<std::string, json::Value>;
-using Arguments = std::vector<std::string>;
-using Environment = std::map<std::string, std::string>;
-
-constexpr char const* alpha = R"([{"name": "Alpha", "FCtrlState": "Off", "defaultValue": 0}])";
-
-std::filesystem::path const program = DEMO_HOST_PROGRAM;
-
-std::string readFile(std::filesystem::path const& file) {
-    std::ifstream input(file);
-    return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
-}
-
-std::vector<std::string> linesOf(std::string const& text) {
-    std::vector<std::string> lines;
-    std::istringstream input(text);
-    for (std::string line; std::getline(input, line);)
-        lines.push_back(line);
-    return lines;
-}
-
-struct Outcome {
-    int exitCode;
-    std::string output;
-    std::string errors;
-};
-
-/// Runs the program to its end, in a folder of its own, so that nothing depends on the folder it is started
-/// in.
-Outcome
-run(Arguments const& arguments, Environment const& variables = {}, std::filesystem::path const& output = {}) {
-    namespace process = boost::process;
-    TemporaryFolder const folder;
-    process::environment environment = boost::this_process::environment();
-    environment.erase("FOUNDATION_LOG");
-    environment.erase("FOUNDATION_ROOT");
-    for (auto const& [name, value] : variables)
-        environment[name] = value;
-
-    auto const outputFile = (output.empty() ? folder.path / "output" : output).string();
-    auto const errorFile = (folder.path / "errors").string();
-    int const exitCode = process::system(process::exe = program.string(),
-                                         process::args = arguments,
-                                         process::start_dir = folder.path.string(),
-                                         environment,
-                                         process::std_in<process::null, process::std_out> outputFile,
-                                         process::std_err > errorFile);
-    return {exitCode, output.empty() ? readFile(outputFile) : "", readFile(errorFile)};
-}
-
-/// The rows that a run prints as JSON, by name.
-std::map<std::string, Object> rowsOf(Arguments arguments, Environment const& variables = {}) {
-    arguments.push_back("--json");
-    Outcome const outcome = run(arguments, variables);
-    EXPECT_EQ(outcome.exitCode, 0) << outcome.errors;
-    std::map<std::string, Object> rows;
-    json::Value const root = json::parse(outcome.output);
-    for (json::Value const& row : root.get<Array>()) {
-        Object const& object = row.get<Object>();
-        rows[object.at("name").get<std::string>()] = object;
-    }
-    return rows;
-}
-
-std::int64_t number(Object const& row, std::string const& key) {
-    return row.at(key).get<std::int64_t>();
-}
-
-std::vector<std::int64_t> engineValues(Object const& row) {
-    std::vector<std::int64_t> values;
-    for (json::Value const& value : row.at("engineValues").get<Array>())
-        values.push_back(value.get<std::int64_t>());
-    return values;
-}
-
-template <class Rows>
-std::vector<std::string> keysOf(Rows const& rows) {
-    std::vector<std::string> keys;
-    for (auto const& [key, value] : rows)
-        keys.push_back(key);
-    return keys;
-}
-
-/// The table's row of a feature, its cells cut at blanks.
-std::vector<std::string> cellsOf(std::string const& table, std::string const& name) {
-    for (std::string const& line : linesOf(table)) {
-        std::istringstream input(line);
-        std::vector<std::string> const cells{std::istream_iterator<std::string>(input), {}};
-        if (!cells.empty() && cells.front() == name) return cells;
-    }
-    return {};
-}
 
 /// All descriptors beside the program.
 std::vector<Object> shippedDescriptors() {
@@ -360,202 +263,6 @@ TEST(Filters, LeaveOutWhatIsNotAskedFor) {
                 ElementsAre("HostIncrementalRecompute"));
     EXPECT_THAT(linesOf(run({"--only", "no such feature"}).output), SizeIs(1));
 }
-
-TEST(ASetting, ReachesEveryInstanceAndIsTheLastWord) {
-    auto const rows = rowsOf({"--set",
-                              "UiDarkTheme=0",
-                              "--set",
-                              "UiUndoDepth=7",
-                              "--set",
-                              "HostIncrementalRecompute=0",
-                              "--set",
-                              "UiUndoDepth=-8",
-                              "--set",
-                              "UiTouchGestures=0"});
-    EXPECT_EQ(number(rows.at("UiDarkTheme"), "value"), 0);
-    EXPECT_EQ(number(rows.at("UiDarkTheme"), "writes"), 1);
-    EXPECT_EQ(number(rows.at("UiUndoDepth"), "value"), -8);
-    EXPECT_THAT(engineValues(rows.at("UiUndoDepth")), ElementsAre(-8, -8));
-    EXPECT_EQ(number(rows.at("UiUndoDepth"), "writes"), 6);
-    EXPECT_THAT(engineValues(rows.at("HostIncrementalRecompute")), ElementsAre(0, 0))
-        << "engine 2 has set it to 1";
-    EXPECT_EQ(number(rows.at("UiTouchGestures"), "writes"), 0) << "setting the present value is no write";
-}
-
-TEST(ASetting, OfAnUnknownFeatureIsAnErrorOfOneLine) {
-    Outcome const unknown = run({"--set", "NoSuchFeature=1"});
-    EXPECT_EQ(unknown.exitCode, 1);
-    EXPECT_EQ(unknown.output, "");
-    EXPECT_EQ(unknown.errors, "demo_host: no feature is called \"NoSuchFeature\"\n");
-    Outcome const misspelt = run({"--set", "uiDarktheme=1"});
-    EXPECT_EQ(misspelt.exitCode, 1);
-    EXPECT_EQ(misspelt.output, "");
-    EXPECT_EQ(misspelt.errors,
-              "demo_host: no feature is called \"uiDarktheme\"; did you mean \"UiDarkTheme\"?\n");
-}
-
-TEST(AFurtherDescriptorFile, IsLoadedWhereverItStandsInTheCommandLine) {
-    TemporaryFolder const folder;
-    std::string const mine = folder.write("my.json", alpha);
-    std::string const other =
-        folder.write("other.json", R"({"component": "core", "module": "kernel", "features": [
-        {"name": "Beta", "FctrlState": "Beta", "type": "perPROCESS", "defaultValue": 4}]})");
-    auto const rows = rowsOf({"--set",
-                              "Alpha=1",
-                              "--engines",
-                              "3",
-                              "--descriptors",
-                              mine,
-                              "--descriptors",
-                              other,
-                              "--set",
-                              "Beta=5"});
-    EXPECT_EQ(number(rows.at("Alpha"), "value"), 1);
-    EXPECT_THAT(engineValues(rows.at("Alpha")), ElementsAre(1, 1, 1));
-    EXPECT_EQ(rows.at("Alpha").at("module").get<std::string>(), "my");
-    EXPECT_EQ(rows.at("Alpha").at("file").get<std::string>(), mine);
-    EXPECT_EQ(number(rows.at("Alpha"), "line"), -1);
-    EXPECT_EQ(number(rows.at("Beta"), "value"), 5);
-    EXPECT_EQ(rows.at("Beta").at("component").get<std::string>(), "core");
-    EXPECT_TRUE(rows.contains("UiUndoDepth")) << "the shipped files are loaded too";
-}
-
-TEST(ABadDescriptorFile, EndsTheRunWithOneLine) {
-    struct Row {
-        char const* says;
-        char const* content;
-        char const* error;
-    };
-    Row const rows[] = {
-        {"a syntax error has line and column", "[\n  {\"name\": }\n]\n", ":2:12: "},
-        {"a wrong kind",
-         R"([{"name": "Alpha", "FCtrlState": "Off", "defaultValue": {}}])",
-         R"(: descriptor 1 ("Alpha"): property value unsupported: "defaultValue": )"
-         "invalid conversion: object to int32"},
-        {"a missing key",
-         R"([{"name": "Alpha", "FCtrlState": "Off", "defaultValue": 0},
-             {"FCtrlState": "Off", "defaultValue": 0}])",
-         R"(: descriptor 2: property not specified: "name")"},
-        {"a bad state, of which the log says nothing besides",
-         R"([{"name": "Alpha", "FCtrlState": "Done", "defaultValue": 0}])",
-         R"(: descriptor 1 ("Alpha"): fctrl: Alpha: feature control state must be one of: )"
-         R"("Off", "On", "Beta", "Preview", "DebugOrTest")"},
-        {"a name that a shipped file has",
-         R"([{"name": "UiDarkTheme", "FCtrlState": "On", "defaultValue": 1}])",
-         R"(: descriptor 1 ("UiDarkTheme"): feature registered twice: UiDarkTheme: modules: )"
-         "ui_shell and bad"},
-        {"a root of the wrong kind", "\"text\"", ": must hold an array of descriptors, or an object"},
-    };
-    for (Row const& row : rows) {
-        SCOPED_TRACE(row.says);
-        TemporaryFolder const folder;
-        std::string const file = folder.write("bad.json", row.content);
-        Outcome const outcome = run({"--descriptors", file});
-        EXPECT_EQ(outcome.exitCode, 1);
-        EXPECT_EQ(outcome.output, "");
-        EXPECT_THAT(linesOf(outcome.errors), ElementsAre(StartsWith("demo_host: " + file + row.error)));
-        EXPECT_THAT(outcome.errors, EndsWith("\n"));
-    }
-}
-
-TEST(AMissingDescriptorFile, EndsTheRunWithOneLine) {
-    Outcome const outcome = run({"--descriptors", "missing.json"});
-    EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_THAT(linesOf(outcome.errors),
-                ElementsAre(StartsWith("demo_host: missing.json: cannot be read: ")));
-}
-
-TEST(TheEnvironment, GivesAFeatureItsFirstValue) {
-    Environment const variables = {{"QZ_FEATURE_UiDarkTheme", "2"},
-                                   {"QZ_FEATURE_UiUndoDepth", "50"},
-                                   {"QZ_FEATURE_HostIncrementalRecompute", "-3"}};
-    auto const rows = rowsOf({}, variables);
-    EXPECT_EQ(number(rows.at("UiDarkTheme"), "value"), 2);
-    EXPECT_EQ(number(rows.at("UiDarkTheme"), "default"), 1);
-    EXPECT_TRUE(rows.at("UiDarkTheme").at("changed").get<bool>());
-    EXPECT_EQ(number(rows.at("UiUndoDepth"), "value"), 50);
-    EXPECT_THAT(engineValues(rows.at("UiUndoDepth")), ElementsAre(50, 50));
-    EXPECT_THAT(engineValues(rows.at("HostIncrementalRecompute")), ElementsAre(-3, -3))
-        << "the engines leave it alone";
-
-    std::string const table = run({"--changed"}, variables).output;
-    EXPECT_THAT(cellsOf(table, "UiDarkTheme"), Contains("2*"));
-    EXPECT_THAT(cellsOf(table, "UiUndoDepth"), Contains("50*").Times(3));
-}
-
-TEST(TheEnvironment, ReachesFeaturesOfFurtherDescriptorFilesAndGivesWayToASetting) {
-    TemporaryFolder const folder;
-    std::string const mine = folder.write("my.json", alpha);
-    Environment const variables = {{"QZ_FEATURE_Alpha", "2"}};
-    EXPECT_EQ(number(rowsOf({"--descriptors", mine}, variables).at("Alpha"), "value"), 2);
-    EXPECT_EQ(number(rowsOf({"--descriptors", mine, "--set", "Alpha=3"}, variables).at("Alpha"), "value"), 3);
-}
-
-TEST(AnEnvironmentValueThatIsNoNumber, IsReportedOnStandardErrorAndIgnored) {
-    Outcome const outcome = run({"--only", "UiDarkTheme"}, {{"QZ_FEATURE_UiDarkTheme", "off"}});
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_THAT(
-        outcome.errors,
-        HasSubstr(
-            "feature UiDarkTheme: environment variable QZ_FEATURE_UiDarkTheme set to unsupported value: "
-            "\"off\""));
-    EXPECT_THAT(linesOf(outcome.output), SizeIs(2));
-    EXPECT_THAT(cellsOf(outcome.output, "UiDarkTheme"), Not(Contains(HasSubstr("*"))));
-}
-
-TEST(TheLog, ShowsTheChannelsThatAreAskedFor) {
-    Outcome const outcome = run({"--log",
-                                 "foundation::feature::set=16,demo_host=8",
-                                 "--set",
-                                 "UiDarkTheme=0",
-                                 "--only",
-                                 "UiDarkTheme"});
-    EXPECT_EQ(outcome.exitCode, 0);
-    std::vector<std::string> const records = linesOf(outcome.errors);
-    EXPECT_THAT(records, Contains(HasSubstr("feature UiDarkThemechanged.  from: 1 to: 0")));
-    EXPECT_THAT(records, Contains(HasSubstr("feature DocumentAutosavechanged.  from: 1 to: 0")));
-    EXPECT_THAT(records, Contains(HasSubstr("feature DocumentAutosavechanged.  from: 0 to: 1")));
-    EXPECT_THAT(records, Contains(HasSubstr("autosave is off")).Times(1));
-    EXPECT_THAT(records, Contains(HasSubstr("autosave is on")).Times(2)) << "once when the watch begins";
-    EXPECT_THAT(records, Contains(HasSubstr("engine 1: 11 steps, 1 of them traced, with ")));
-    EXPECT_THAT(records, Contains(HasSubstr("engine 2: 22 steps, 2 of them traced, with ")));
-    EXPECT_THAT(outcome.output, StartsWith("name "));
-    EXPECT_THAT(linesOf(outcome.output), SizeIs(2)) << "standard output carries the table alone";
-
-    EXPECT_THAT(
-        run({"--log", "foundation::feature::registration=2"}).errors,
-        HasSubstr(
-            " featureName=UiDarkTheme defaultValue=1 scope=Scope::PROCESS wip=On clientdir=ui filename="));
-    EXPECT_THAT(run({"--log", "*=0"}, {{"QZ_FEATURE_UiDarkTheme", "off"}}).errors, "");
-}
-
-TEST(Help, PrintsTheOptionsAndStartsNothing) {
-    Outcome const outcome = run({"--help"});
-    EXPECT_EQ(outcome.exitCode, 0);
-    EXPECT_EQ(outcome.errors, "");
-    EXPECT_THAT(outcome.output, AllOf(StartsWith("Usage: demo_host "), HasSubstr("QZ_FEATURE_<name>")));
-}
-
-TEST(AMistakeInTheCommandLine, EndsWithOneLineThatPointsAtHelp) {
-    Outcome const unknown = run({"--verbose"});
-    EXPECT_EQ(unknown.exitCode, 2);
-    EXPECT_EQ(unknown.output, "");
-    EXPECT_EQ(unknown.errors, "demo_host: unknown option \"--verbose\"; see demo_host --help\n");
-    Outcome const malformed = run({"--set", "UiDarkTheme=on"});
-    EXPECT_EQ(malformed.exitCode, 2);
-    EXPECT_EQ(malformed.output, "");
-    EXPECT_EQ(malformed.errors,
-              "demo_host: --set expects <name>=<int>, not \"UiDarkTheme=on\"; see demo_host --help\n");
-}
-
-#if defined(__linux__)
-TEST(AnOutputThatCannotBeWritten, IsAnError) {
-    Outcome const outcome = run({}, {}, "/dev/full");
-    EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_EQ(outcome.errors, "demo_host: standard output cannot be written\n");
-}
-#endif
 
 }  // namespace
 }  // namespace demo

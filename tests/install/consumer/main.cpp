@@ -14,8 +14,11 @@ int used() {
 
     auto const descriptors = foundation::json::parse(
         R"([{"name": "Alpha", "FCtrlState": "Off", "defaultValue": 0, "type": "perPROCESS"}])");
-    feature::management::registerFeatures(
-        descriptors.get<std::vector<foundation::json::Value>>(), std::string("alpha.json"), "core", "kernel", {});
+    feature::management::registerFeatures(descriptors.get<std::vector<foundation::json::Value>>(),
+                                          std::string("alpha.json"),
+                                          "core",
+                                          "kernel",
+                                          {});
 
     feature::Feature<feature::Scope::PROCESS> const alpha("Alpha");
     feature::ScopedFeature const forced(alpha, 42);

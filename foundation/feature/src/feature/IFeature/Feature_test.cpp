@@ -32,7 +32,8 @@ public:
 
     std::vector<std::string> take() {
         std::vector<std::string> texts;
-        for (auto const& record : capture_.records()) texts.push_back(record.message);
+        for (auto const& record : capture_.records())
+            texts.push_back(record.message);
         std::vector<std::string> fresh(texts.begin() + static_cast<std::ptrdiff_t>(taken_), texts.end());
         taken_ = texts.size();
         return fresh;
@@ -44,7 +45,9 @@ private:
 };
 
 template <int S>
-concept IsAHandle = requires { sizeof(Feature<S>); };
+concept IsAHandle = requires {
+    sizeof(Feature<S>);
+};
 
 TEST(ATypedHandle, ExistsForTheTwoScopesOnly) {
     static_assert(std::is_same_v<Feature<0>, Feature<Scope::PROCESS>>);
@@ -136,7 +139,8 @@ TEST(AHandleOfAnUnregisteredName, ThrowsOnEachUseAndTriesAgain) {
     for (int attempt = 0; attempt < 2; ++attempt) {
         EXPECT_THAT([&] { process.get(); },
                     testing::ThrowsMessage<std::out_of_range>("unregistered feature: Alpha"));
-        EXPECT_THAT([&] { zor.get(); }, testing::ThrowsMessage<std::out_of_range>("unregistered feature: Beta"));
+        EXPECT_THAT([&] { zor.get(); },
+                    testing::ThrowsMessage<std::out_of_range>("unregistered feature: Beta"));
     }
     registerBeta("Alpha", 5, Scope::PROCESS);
     registerBeta("Beta", 6, Scope::ZOR);

@@ -127,7 +127,8 @@ TEST_P(AHandle, ShowsTheOldValueToALogSinkAndTheNewOneToACallback) {
     std::vector<std::string> steps;
     auto const note = [&](char const* who) {
         detail::State const& state = *feature->getState();
-        steps.push_back(who + std::to_string(state.value) + " after " + std::to_string(state.writeCount) + " writes");
+        steps.push_back(who + std::to_string(state.value) + " after " + std::to_string(state.writeCount) +
+                        " writes");
     };
     feature->addCallback([&](IFeature const&) { note("callback: "); });
     steps.clear();
@@ -184,7 +185,8 @@ TEST_P(AHandle, KeepsValueAndCountWhenACallbackThrows) {
 TEST_P(AHandle, CallsANewWatcherAtOnceAndThenOnEachChange) {
     auto const feature = make("Alpha", 5);
     std::vector<int> seen;
-    auto const connection = feature->addCallback([&](IFeature const& changed) { seen.push_back(changed.get()); });
+    auto const connection =
+        feature->addCallback([&](IFeature const& changed) { seen.push_back(changed.get()); });
     EXPECT_TRUE(connection.connected());
     feature->set(6);
     feature->set(7);
@@ -215,7 +217,9 @@ TEST_P(AHandle, NoLongerCallsAWatcherThatDisconnected) {
 TEST_P(AHandle, GoesOnCallingAWatcherWhoseConnectionWasLetGo) {
     auto const feature = make("Alpha", 0);
     int calls = 0;
-    { auto const connection = feature->addCallback([&](IFeature const&) { ++calls; }); }
+    {
+        auto const connection = feature->addCallback([&](IFeature const&) { ++calls; });
+    }
     feature->set(1);
     EXPECT_EQ(calls, 2);
 }

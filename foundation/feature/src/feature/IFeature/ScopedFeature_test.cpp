@@ -34,7 +34,8 @@ public:
 
     std::vector<std::string> texts() const {
         std::vector<std::string> texts;
-        for (auto const& record : capture_.records()) texts.push_back(record.message);
+        for (auto const& record : capture_.records())
+            texts.push_back(record.message);
         return texts;
     }
 
@@ -52,8 +53,9 @@ TEST(AScopedFeature, GivesTheValueWithinItsScopeAndTheEarlierOneAfterwards) {
     }
     EXPECT_EQ(alpha->get(), 0);
     EXPECT_EQ(alpha->getWriteCount(), 2u);
-    EXPECT_THAT(changes.texts(),
-                testing::ElementsAre("feature Alphachanged.  from: 0 to: 1", "feature Alphachanged.  from: 1 to: 0"));
+    EXPECT_THAT(
+        changes.texts(),
+        testing::ElementsAre("feature Alphachanged.  from: 0 to: 1", "feature Alphachanged.  from: 1 to: 0"));
 }
 
 TEST(AScopedFeature, AnnouncesBothEnds) {
@@ -231,7 +233,8 @@ TEST(AScopedFeatureWhoseWatcherThrows, LetsTheExceptionOutOfItsConstructorAndRes
     alpha->addCallback([](IFeature const& changed) {
         if (changed) throw std::runtime_error("watcher is unhappy");
     });
-    EXPECT_THAT([] { ScopedFeature("Alpha", 1); }, testing::ThrowsMessage<std::runtime_error>("watcher is unhappy"));
+    EXPECT_THAT([] { ScopedFeature("Alpha", 1); },
+                testing::ThrowsMessage<std::runtime_error>("watcher is unhappy"));
     EXPECT_EQ(alpha->get(), 1);
     EXPECT_EQ(alpha->getWriteCount(), 1u);
 }
@@ -257,9 +260,11 @@ TEST(AScopedFeature, MovesButDoesNotCopy) {
     static_assert(std::is_constructible_v<ScopedFeature, char const*, int>);
     auto const alpha = makeBeta("Alpha", 0);
     std::vector<ScopedFeature> forced;
-    for (int value = 1; value < 9; ++value) forced.emplace_back("Alpha", value);
+    for (int value = 1; value < 9; ++value)
+        forced.emplace_back("Alpha", value);
     EXPECT_EQ(alpha->get(), 8);
-    while (!forced.empty()) forced.pop_back();
+    while (!forced.empty())
+        forced.pop_back();
     EXPECT_EQ(alpha->get(), 0);
 }
 

@@ -38,15 +38,16 @@ TEST(AStateRecord, StartsWithItsDefaultAndUncounted) {
 }
 
 TEST(AStateRecord, HasTheSignalAndTheCountersOfTheInterface) {
-    static_assert(std::is_same_v<decltype(State::signal),
-                                 boost::signals2::signal<void(IFeature const&),
-                                                         boost::signals2::optional_last_value<void>,
-                                                         int,
-                                                         std::less<int>,
-                                                         std::function<void(IFeature const&)>,
-                                                         std::function<void(boost::signals2::connection const&,
-                                                                            IFeature const&)>,
-                                                         boost::signals2::mutex>>);
+    static_assert(
+        std::is_same_v<
+            decltype(State::signal),
+            boost::signals2::signal<void(IFeature const&),
+                                    boost::signals2::optional_last_value<void>,
+                                    int,
+                                    std::less<int>,
+                                    std::function<void(IFeature const&)>,
+                                    std::function<void(boost::signals2::connection const&, IFeature const&)>,
+                                    boost::signals2::mutex>>);
     static_assert(std::is_same_v<decltype(State::value), std::atomic<std::int32_t>>);
     static_assert(std::is_same_v<decltype(State::readCount), std::atomic<std::uint64_t>>);
     static_assert(std::is_same_v<decltype(State::writeCount), std::atomic<std::uint64_t>>);

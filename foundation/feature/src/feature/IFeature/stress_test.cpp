@@ -115,7 +115,8 @@ TEST(ThreadsAtOnce, DoEverythingOnEngineInstancesOfTheirOwnAndShared) {
             ownZor->set(++expected);
             EXPECT_EQ(zor.get(), expected);
             {
-                usm::CurrentEngineInstance const inner(shared[(thread + static_cast<std::size_t>(round)) % 3]);
+                usm::CurrentEngineInstance const inner(
+                    shared[(thread + static_cast<std::size_t>(round)) % 3]);
                 EXPECT_EQ(management::getFeature("Zor" + suffix)->get(), round);
                 ScopedFeature const forced("zor", round);
                 (void)zor.get();
