@@ -5,7 +5,8 @@ include(GoogleTest)
 # foundation_add_tests(<name> SOURCES <file>... [LIBRARIES <library>...] [ENVIRONMENT <NAME=value>...])
 #
 # A GoogleTest program. Each case runs as a process of its own: process-wide state, such as the registry, which never
-# empties, starts fresh in every case. Does nothing when the tests are not built.
+# empties, starts fresh in every case. What the developer's own environment sets for the library is not seen. Does
+# nothing when the tests are not built.
 function(foundation_add_tests name)
   if(NOT FOUNDATION_BUILD_TESTING)
     return()
@@ -19,5 +20,5 @@ function(foundation_add_tests name)
       NO_PRETTY_VALUES
       DISCOVERY_MODE PRE_TEST
       DISCOVERY_TIMEOUT 60
-      PROPERTIES TIMEOUT 120 ENVIRONMENT "${arg_ENVIRONMENT}")
+      PROPERTIES TIMEOUT 120 ENVIRONMENT "FOUNDATION_LOG=;QZ_FEATURE_Alpha=;QZ_FEATURE_Beta=;${arg_ENVIRONMENT}")
 endfunction()

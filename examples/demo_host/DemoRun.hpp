@@ -114,7 +114,7 @@ std::vector<std::string> keysOf(Rows const& rows) {
 inline std::vector<std::string> cellsOf(std::string const& table, std::string const& name) {
     for (std::string const& line : linesOf(table)) {
         std::istringstream input(line);
-        std::vector<std::string> const cells{std::istream_iterator<std::string>(input), {}};
+        std::vector<std::string> cells{std::istream_iterator<std::string>(input), {}};
         if (!cells.empty() && cells.front() == name) return cells;
     }
     return {};

@@ -12,9 +12,8 @@ namespace demo {
 ///
 /// @param file  UTF-8; as it is written here, it is also the source file of descriptors that name none.
 /// @throws   std::runtime_error  in one line the file, the position in it (line and column, or the
-/// descriptor's number
-///                               and name) and what is wrong. Features before the bad descriptor stay
-///                               registered.
+///                               descriptor's number and name) and what is wrong. Features before the bad
+///                               descriptor stay registered.
 void registerDescriptorFile(std::string const& file);
 
 /// Registers the features of every descriptor file in a folder, in the order of their names: what ends in

@@ -45,8 +45,7 @@ public:
     using Callback = std::function<void(Record const&)>;
 
     /// @param onRecord  Called for each record on the thread that logs it, after the record was collected and
-    /// while it
-    ///                  is being consumed; no lock is held. What it throws leaves the write.
+    ///                  while it is being consumed; no lock is held. What it throws leaves the write.
     explicit LogCapture(Callback onRecord = {}) : sink_(boost::make_shared<Sink>(std::move(onRecord))) {
         boost::log::core::get()->add_sink(sink_);
     }

@@ -131,6 +131,8 @@ TEST(APath, EqualsAnotherOfTheSameText) {
     EXPECT_NE(path("a/b"), path("a\\b"));
     EXPECT_TRUE(path(utf8Name) == utf16Name);
     EXPECT_TRUE(utf8Name == path(utf16Name));
+    EXPECT_TRUE(path("a/b") == std::filesystem::path("a/b"));
+    EXPECT_TRUE(std::filesystem::path("a/b") == path("a/b"));
 }
 
 TEST(APath, OfIllFormedUtf8IsRefused) {

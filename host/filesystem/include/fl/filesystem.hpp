@@ -4,6 +4,7 @@
 
 #include <fl/filesystem_export.hpp>
 
+#include <concepts>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -32,22 +33,26 @@ public:
     path(std::string_view utf8) : path(std::string(utf8)) {}
     path(char const* utf8) : path(std::string(utf8)) {}
 
-    /// @param native  Its bytes are taken as UTF-8; on Windows, where it holds 16-bit units, these are
-    ///                taken as they are.
+    /// @param native  Its bytes are taken as UTF-8; on Windows, where it holds 16-bit units, these are taken
+    ///                as they are.
     /// @throws        std::range_error as above when the bytes are not UTF-8.
     FL_FILESYSTEM_EXPORT path(std::filesystem::path const& native);
 
     /// @return  The text in UTF-16, as long as this path lives and is not changed.
     std::u16string const& ustring() const noexcept { return text_; }
 
-    /// @return  The same path for the standard library and the system: in UTF-8, on Windows in 16-bit
-    ///          units.
+    /// @return  The same path for the standard library and the system: in UTF-8, on Windows in 16-bit units.
     /// @throws  std::range_error "ill-formed UTF-16 at offset <n>: <what>", n in 16-bit units from 0; never
     ///          on Windows.
     FL_FILESYSTEM_EXPORT operator std::filesystem::path() const;
 
     /// Whether both have the same text, unit for unit.
     friend bool operator==(path const&, path const&) = default;
+    // A template, so that it takes nothing by conversion: that is the operator's above.
+    template <std::same_as<std::filesystem::path> Standard>
+    friend bool operator==(path const& left, Standard const& right) {
+        return left == path(right);
+    }
 
 private:
     std::u16string text_;

@@ -75,8 +75,8 @@ public:
 
     /// Looks at a slot of the current instance.
     ///
-    /// @return   The slot's value, which stays where it is as long as the instance lives; null when the
-    ///           slot is empty.
+    /// @return   The slot's value, which stays where it is as long as the instance lives; null when the slot
+    ///           is empty.
     /// @throws   std::logic_error "per-instance slot <n> holds a value of type \"<one>\", not \"<type>\"";
     ///           std::bad_alloc when it is the first use of the main instance.
     /// @threads  Any, at any time, also while others insert. Takes no lock.

@@ -12,14 +12,13 @@ namespace foundation::feature {
 /// A handle of known scope: `Feature<Scope::PROCESS>` or `Feature<Scope::ZOR>`. Copying one copies its name
 /// view and what it has already found out; assigning through `IFeature` changes the name view alone.
 template <int S>
-requires(S == Scope::PROCESS || S == Scope::ZOR) class Feature;
+class Feature;
 
 /// A handle of a feature with one value in the process. Finds the record once and keeps its address.
 template <>
 class FOUNDATION_FEATURE_EXPORT Feature<Scope::PROCESS> final : public IFeature {
 public:
-    /// @param featureName  not copied: the text must outlive the handle, and is read up to its
-    /// NUL.
+    /// @param featureName  not copied: the text must outlive the handle, and is read up to its NUL.
     explicit Feature(std::string_view featureName) : IFeature(featureName), cachedState(nullptr) {}
     Feature(Feature const& other) : IFeature(other), cachedState(other.cachedState.load()) {}
     Feature& operator=(Feature const& other);
@@ -42,8 +41,7 @@ private:
 template <>
 class FOUNDATION_FEATURE_EXPORT Feature<Scope::ZOR> final : public IFeature {
 public:
-    /// @param featureName  not copied: the text must outlive the handle, and is read up to its
-    /// NUL.
+    /// @param featureName  not copied: the text must outlive the handle, and is read up to its NUL.
     explicit Feature(std::string_view featureName) : IFeature(featureName), cachedIndex(unresolved) {}
     Feature(Feature const& other) : IFeature(other), cachedIndex(other.cachedIndex.load()) {}
     Feature& operator=(Feature const& other);

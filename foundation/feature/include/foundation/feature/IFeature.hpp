@@ -18,8 +18,8 @@ namespace foundation::feature {
 /// Handles are small and cheap and own nothing. They come from `management::getFeature` and its siblings, or
 /// are made as `Feature<Scope>` from a name. Every operation but `getName` first finds the feature's record
 /// (`getState`), which for a handle made from the name of a feature that nobody has registered throws
-/// `std::out_of_range`
-/// ("unregistered feature: " + name); handles that a lookup has handed out always find theirs.
+/// `std::out_of_range` ("unregistered feature: " + name); handles that a lookup has handed out always find
+/// theirs.
 ///
 /// @threads  Any thread may use any handle at any time, except to assign to it.
 class FOUNDATION_FEATURE_EXPORT IFeature {
@@ -47,7 +47,11 @@ public:
     /// The current value. Counts one read.
     ///
     /// @cost  For a process-wide feature, once resolved: one virtual call, one atomic increment, one load.
-    int get() const;
+    int get() const {
+        detail::State& state = *getState();
+        ++state.readCount;
+        return state.value;
+    }
 
     /// Whether the value is not 0. Counts one read.
     bool isActive() const { return get() != 0; }
@@ -59,18 +63,15 @@ public:
     /// so a watcher may do anything, this feature included.
     ///
     /// @throws   what a watcher throws, unchanged; the value and the count stay changed and later watchers
-    /// are not
-    ///           called.
+    ///           are not called.
     /// @threads  Comparison and change are separate steps: of two threads that set one new value at the same
-    /// time
-    ///           both may count, log and announce it.
+    ///           time both may count, log and announce it.
     void set(int newValue);
 
     /// Watches the feature: calls `callback` at once with this handle, and again after each change.
     ///
     /// @return  the connection, whose `disconnect()` ends the notifications; letting it go does not. Not
-    /// connected
-    ///          when `callback` is empty, which is not an error.
+    ///          connected when `callback` is empty, which is not an error.
     /// @throws  what the first call of `callback` throws; it stays connected nevertheless.
     boost::signals2::connection addCallback(std::function<void(IFeature const&)> callback);
 
@@ -107,11 +108,5 @@ public:
 private:
     std::string_view name;
 };
-
-inline int IFeature::get() const {
-    detail::State& state = *getState();
-    ++state.readCount;
-    return state.value;
-}
 
 }  // namespace foundation::feature

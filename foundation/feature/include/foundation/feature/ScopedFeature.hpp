@@ -18,8 +18,7 @@ namespace foundation::feature {
 /// that is current then.
 ///
 /// @throws   the constructors: what reading or setting the feature throws; nothing is restored then. The end
-/// of an
-///           override lets no exception out: a watcher that throws while the value is restored ends the
+///           of an override lets no exception out: a watcher that throws while the value is restored ends the
 ///           process.
 /// @threads  One object belongs to one thread at a time.
 class FOUNDATION_FEATURE_EXPORT ScopedFeature {

@@ -22,8 +22,7 @@ namespace detail {
 /// it is filed.
 ///
 /// @threads  `value` and the counters are atomic and `signal` locks itself; everything else is constant.
-/// Construction,
-///           copying and moving belong to one thread, before others can see the record.
+///           Construction, copying and moving belong to one thread, before others can see the record.
 struct FOUNDATION_FEATURE_EXPORT State {
     /// The change callbacks: each is called with the handle through which the feature was changed.
     using Signal =

@@ -35,11 +35,10 @@ namespace foundation::feature::management {
 /// one.
 /// @throws   std::invalid_argument  "fctrl: <name>: <rule>" when a rule is broken.
 /// @throws   std::logic_error       "feature registered twice: <name>: modules: <first> and <second>" when
-/// another
-///                                  module holds the name.
+///                                  another module holds the name.
 /// @throws   std::logic_error       "feature not found: <name>" when this module holds the name with the
 /// other scope.
-/// @throws   std::range_error       when the environment variable is not well-formed text.
+/// @throws   std::range_error       the environment variable is not well-formed text; or whatever else reading it throws.
 /// Whatever is thrown, nothing has been registered, and the same call may succeed later.
 /// @threads  Any, at any time.
 FOUNDATION_FEATURE_EXPORT void registerFeature(Scope scope,
@@ -55,14 +54,12 @@ FOUNDATION_FEATURE_EXPORT void registerFeature(Scope scope,
 /// Registers the features of a descriptor list, in order, each by `registerFeature`.
 ///
 /// @param features   one JSON object each: "name", "FCtrlState" (or "FctrlState") and "defaultValue" are
-/// required,
-///                   "type" (default "perZOR"), "file" and "line" are not; other keys are ignored.
+///                   required, "type" (default "perZOR"), "file" and "line" are not; other keys are ignored.
 /// @param file       what a descriptor without "file" gets as its file.
 /// @param component  the component of them all; absent: the empty text. `module` and `clientdir` likewise.
 /// @throws   std::out_of_range   "property not specified: "<key>"".
 /// @throws   std::runtime_error  "property value unsupported: "<key>"", a line feed and the reason; or
-/// "invalid
-///                               conversion: <kind> to object" for an element that is no object.
+///                               "invalid conversion: <kind> to object" for an element that is no object.
 /// @throws   std::logic_error    "illegal value of fctrl type: "<text>".  Legal values: "perZOR",
 /// "perPROCESS"".
 /// @throws   what `registerFeature` throws.
@@ -79,8 +76,7 @@ FOUNDATION_FEATURE_EXPORT void registerFeatures(std::vector<json::Value> const& 
 /// @return   empty when there is no such feature.
 /// @threads  Any, at any time.
 /// @cost     Tens of nanoseconds, unless the name is unknown: the first miss installs the extension bundles
-/// (seconds,
-///           once), later ones ask their registration services again.
+///           (seconds, once), later ones ask their registration services again.
 FOUNDATION_FEATURE_EXPORT std::unique_ptr<IFeature> getFeature(std::string const& name);
 
 /// As `getFeature`, and when no feature has exactly this name, finds the one whose name in lower case is
@@ -101,7 +97,7 @@ namespace process {
 
 /// The record of a process-wide feature, asking the extension bundles when nobody has registered it.
 ///
-/// @return   never null; valid for the rest of the process.
+/// @return   never null; valid until the process's statics are destroyed.
 /// @throws   std::out_of_range  "feature "<name>" is per zor, not per process" or "unregistered feature:
 /// <name>".
 /// @threads  Any, at any time.

@@ -1,7 +1,6 @@
 #include <foundation/feature/IFeature.hpp>
 
 #include <ostream>
-#include <utility>
 
 #include "../detail/logging.hpp"
 

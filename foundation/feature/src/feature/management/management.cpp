@@ -82,8 +82,7 @@ class AllFeatures {
 public:
     /// Files a feature, or finds the one that `module` has filed under this name before.
     /// @throws std::logic_error  "feature registered twice: ..." or "feature not found: ..."; nothing is
-    /// filed. The
-    ///                           same holds when memory runs out.
+    ///                           filed. The same holds when memory runs out.
     detail::State* addProcessFeature(std::string name, detail::State&& state, std::string module)
         FOUNDATION_EXCLUDES(mutex_);
     ZorEntry* addZorFeature(std::string name, detail::State&& state, std::string module)
@@ -192,7 +191,8 @@ std::unique_ptr<IFeature> AllFeatures::getFeatureImpl(std::string const& name, b
     static detail::Logger logger(detail::channel::lookup);
     static constexpr detail::SourceLocation location{
         detail::managementSource,
-        "std::unique_ptr<IFeature> AllFeatures::getFeatureImpl(std::string const&, bool) const",
+        "std::unique_ptr<foundation::feature::IFeature> "
+        "foundation::feature::management::AllFeatures::getFeatureImpl(std::string const&, bool) const",
         0};
 
     std::string const* registeredName = nullptr;

@@ -2,12 +2,12 @@
 
 #include <array>
 #include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <limits>
 #include <map>
 #include <stdexcept>
 #include <unordered_map>
+#include <utility>
 
 #include <fl/i18n.hpp>
 
@@ -18,12 +18,12 @@ namespace {
 
 using Descriptor = std::map<std::string, json::Value>;
 
-/// The name of the first of `Kinds` that `value` holds.
-template <class... Kinds>
+/// The kind of a value that is no number and no text.
 std::string kindName(json::Value const& value) {
-    std::string name;
-    (void)((value.is<Kinds>() && (name = json::traits<Kinds>::name, true)) || ...);
-    return name;
+    if (value.is<json::Null>()) return json::traits<json::Null>::name;
+    if (value.is<std::vector<json::Value>>()) return json::traits<std::vector<json::Value>>::name;
+    if (value.is<Descriptor>()) return json::traits<Descriptor>::name;
+    return json::traits<json::Undefined>::name;
 }
 
 /// As printf's "%f", but with a dot whatever the locale.
@@ -62,13 +62,12 @@ std::int32_t toInt32(json::Value const& value) {
     if (value.is<std::int64_t>()) return low32Bits(static_cast<std::uint64_t>(value.get<std::int64_t>()));
     if (value.is<std::uint64_t>()) return low32Bits(value.get<std::uint64_t>());
     if (value.is<std::string>()) {
+        // As atoi; what that leaves undefined, a number beyond int, becomes the nearest one.
         auto const number = detail::parseLeadingInt(value.get<std::string>());
         return number ? number->value : 0;
     }
-    throw std::runtime_error(
-        "invalid conversion: " +
-        kindName<json::Undefined, json::Null, std::vector<json::Value>, Descriptor>(value) + " to " +
-        json::traits<std::int32_t>::name);
+    throw std::runtime_error("invalid conversion: " + kindName(value) + " to " +
+                             json::traits<std::int32_t>::name);
 }
 
 /// Reads one property of a descriptor; one without `fallback` is required.

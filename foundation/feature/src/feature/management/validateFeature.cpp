@@ -13,25 +13,25 @@ bool isPrintableAscii(char character) {
     return character >= ' ' && character <= '~';
 }
 
-/// What a feature-control state demands of a feature: a message when it is not met, else nothing.
-using Rule = std::string (*)(detail::State const&);
+/// What a feature-control state demands of a feature: a message when it is not met, else null.
+using Rule = char const* (*)(detail::State const&);
 
 std::unordered_map<std::string, Rule> const& stateRules() {
     static std::unordered_map<std::string, Rule> const rules = {
         {"Off",
-         [](detail::State const& state) -> std::string {
-             return state.defaultValue == 0 ? "" : "default value of Off fctrl must be 0";
+         [](detail::State const& state) -> char const* {
+             return state.defaultValue == 0 ? nullptr : "default value of Off fctrl must be 0";
          }},
         {"On",
-         [](detail::State const& state) -> std::string {
+         [](detail::State const& state) -> char const* {
              // "msut" is the published text; do not correct.
-             return state.defaultValue != 0 ? "" : "default value of On fctrl msut be non zero";
+             return state.defaultValue != 0 ? nullptr : "default value of On fctrl msut be non zero";
          }},
-        {"Beta", [](detail::State const&) -> std::string { return ""; }},
-        {"Preview", [](detail::State const&) -> std::string { return ""; }},
+        {"Beta", [](detail::State const&) -> char const* { return nullptr; }},
+        {"Preview", [](detail::State const&) -> char const* { return nullptr; }},
         {"DebugOrTest",
-         [](detail::State const& state) -> std::string {
-             return state.defaultValue == 0 ? "" : "default value of DebugOrTest fctrl must be 0";
+         [](detail::State const& state) -> char const* {
+             return state.defaultValue == 0 ? nullptr : "default value of DebugOrTest fctrl must be 0";
          }},
     };
     return rules;
@@ -55,8 +55,8 @@ void validateFeature(std::string const& name, detail::State const& state) {
         throw std::invalid_argument(
             R"(feature control state must be one of: "Off", "On", "Beta", "Preview", "DebugOrTest")");
     }
-    std::string const message = rule->second(state);
-    if (!message.empty()) throw std::invalid_argument(message);
+    char const* const message = rule->second(state);
+    if (message != nullptr) throw std::invalid_argument(message);
 }
 
 }  // namespace foundation::feature::management

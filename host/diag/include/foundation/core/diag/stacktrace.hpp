@@ -17,8 +17,8 @@ public:
     /// Notes the calls of this thread, the innermost first.
     ///
     /// @param depth    How many calls to note at most.
-    /// @param skip     How many to leave out first: 0 starts with the function that makes this object, 1
-    ///                 with that function's caller.
+    /// @param skip     How many to leave out first: 0 starts with the function that makes this object, 1 with
+    ///                 that function's caller.
     /// @param symbols  Whether `format` looks up function names, files and lines.
     /// @throws         std::bad_alloc
     /// @threads        Any, at any time.
@@ -37,8 +37,7 @@ public:
     /// @throws   Whatever the stream throws, if it was told to; std::bad_alloc. Never for lack of symbols.
     /// @threads  Any, at any time; the trace may be another thread's.
     /// @cost     With symbols, the first time on each thread, about 0.1 s and 20 MB or more for the debug
-    ///           information, which is kept for that thread until the process ends; then microseconds a
-    ///           call.
+    ///           information, which is kept for that thread until the process ends; then microseconds a call.
     FOUNDATION_DIAG_EXPORT void format(std::ostream& out) const;
 
 private:
