@@ -1,5 +1,6 @@
 #include "AllocationWatch.hpp"
 
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 

@@ -17,6 +17,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -31,7 +32,6 @@ using foundation::log::setChannelMask;
 using foundation::test::LogCapture;
 using foundation::test::ScopedEnvironment;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 using usm::CurrentEngineInstance;
 using usm::EngineInstance;

@@ -11,13 +11,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <atomic>
+#include <cstddef>
 #include <limits>
 #include <map>
+#include <memory>
 #include <set>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace foundation::feature::management::test {
@@ -32,7 +34,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
-using testing::UnorderedElementsAre;
 
 /// What a repeated registration must not change, and what an unchanged registration shows.
 void expectFirstRegistration(std::string const& name, Scope scope) {

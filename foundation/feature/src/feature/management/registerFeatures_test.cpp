@@ -11,17 +11,15 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
-#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <functional>
-#include <initializer_list>
 #include <limits>
 #include <map>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <utility>
+#include <type_traits>
 #include <vector>
 
 namespace foundation::feature::management::test {
