@@ -5,8 +5,8 @@
 namespace foundation::json {
 namespace {
 
-constexpr std::string_view kPrefix = "JSON ParserException (E";
-constexpr std::string_view kAfterCode = "): ";
+constexpr std::string_view prefix = "JSON ParserException (E";
+constexpr std::string_view afterCode = "): ";
 
 std::string fourDigits(int code) {
     std::string digits = std::to_string(code);
@@ -34,9 +34,9 @@ struct ParserException::Place {
 
     std::string message(ParseResult code, std::string_view description) const {
         std::string message;
-        message.append(kPrefix)
+        message.append(prefix)
             .append(fourDigits(static_cast<int>(code)))
-            .append(kAfterCode)
+            .append(afterCode)
             .append(description);
         message.append(" (Line ").append(std::to_string(line));
         message.append(", Column ").append(std::to_string(column)).append(")");
@@ -60,52 +60,52 @@ ParserException::~ParserException() = default;
 
 std::string_view ParserException::description() const noexcept {
     std::string_view const message = what();
-    return message.substr(message.find(kAfterCode) + kAfterCode.size(), descriptionLength_);
+    return message.substr(message.find(afterCode) + afterCode.size(), descriptionLength_);
 }
 
 std::string get_parse_result_description(ParseResult result) {
     switch (result) {
-    case ParseResult::Success:
+    case ParseResult::success:
         return "no error";
-    case ParseResult::EmptyText:
+    case ParseResult::emptyText:
         return "the text is empty";
-    case ParseResult::InvalidValue:
+    case ParseResult::invalidValue:
         return "invalid value";
-    case ParseResult::UnterminatedString:
+    case ParseResult::unterminatedString:
         return "string without its closing quotation mark";
-    case ParseResult::InvalidEscape:
+    case ParseResult::invalidEscape:
         return "invalid escape sequence in a string";
-    case ParseResult::LoneSurrogate:
+    case ParseResult::loneSurrogate:
         return "surrogate without its partner in a string";
-    case ParseResult::ControlCharacter:
+    case ParseResult::controlCharacter:
         return "control character in a string";
-    case ParseResult::InvalidUtf8:
+    case ParseResult::invalidUtf8:
         return "ill-formed UTF-8 in a string";
-    case ParseResult::InvalidNumber:
+    case ParseResult::invalidNumber:
         return "digit expected in a number";
-    case ParseResult::NumberTooBig:
+    case ParseResult::numberTooBig:
         return "number too big for a double";
-    case ParseResult::NameExpected:
+    case ParseResult::nameExpected:
         return "name of an object member expected";
-    case ParseResult::ColonExpected:
+    case ParseResult::colonExpected:
         return "\":\" expected after the name of an object member";
-    case ParseResult::CommaOrBraceExpected:
+    case ParseResult::commaOrBraceExpected:
         return "\",\" or \"}\" expected after an object member";
-    case ParseResult::CommaOrBracketExpected:
+    case ParseResult::commaOrBracketExpected:
         return "\",\" or \"]\" expected after an array element";
-    case ParseResult::TypedArrayExpected:
+    case ParseResult::typedArrayExpected:
         return "\"[\" expected at the beginning of typed numbers";
-    case ParseResult::TypedIntegerExpected:
+    case ParseResult::typedIntegerExpected:
         return "integer expected among typed numbers";
-    case ParseResult::TypedIntegerOutOfRange:
+    case ParseResult::typedIntegerOutOfRange:
         return "typed number out of the range of its type";
-    case ParseResult::TypedCommaOrBracketExpected:
+    case ParseResult::typedCommaOrBracketExpected:
         return "\",\" or \"]\" expected after a typed number";
-    case ParseResult::TextAfterDocument:
+    case ParseResult::textAfterDocument:
         return "text after the end of the document";
-    case ParseResult::TypedArrayIncomplete:
+    case ParseResult::typedArrayIncomplete:
         return "text ended inside typed numbers";
-    case ParseResult::NestingTooDeep:
+    case ParseResult::nestingTooDeep:
         return "more than 512 arrays and objects inside one another";
     }
     return "unknown parse result";

@@ -19,7 +19,7 @@ TEST(TheMessage, ShowsTheCodeTheDescriptionThePlaceAndTheLine) {
         static_cast<ParseResult>(14), "no bracket", "{\n  \"a\": 1,\n  \"b\": 2\n}", 19);
     EXPECT_STREQ(error.what(),
                  "JSON ParserException (E0014): no bracket (Line 3, Column 8)\n\t  \"b\": 2\n\t       ^");
-    EXPECT_EQ(error.code(), ParseResult::TypedArrayExpected);
+    EXPECT_EQ(error.code(), ParseResult::typedArrayExpected);
     EXPECT_EQ(error.line(), 3U);
     EXPECT_EQ(error.column(), 8U);
     EXPECT_EQ(error.description(), "no bracket");
@@ -71,7 +71,7 @@ TEST(ThePlace, IsGivenByLineAndColumnFromOne) {
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(row.says);
-        ParserException const error(ParseResult::InvalidValue, "d", row.text, row.offset);
+        ParserException const error(ParseResult::invalidValue, "d", row.text, row.offset);
         EXPECT_EQ(error.line(), row.line);
         EXPECT_EQ(error.column(), row.column);
         EXPECT_EQ(std::string(error.what()),
@@ -83,7 +83,7 @@ TEST(ThePlace, IsGivenByLineAndColumnFromOne) {
 
 TEST(AVeryLongLine, IsShownWhole) {
     std::string const line(100'000, 'x');
-    ParserException const error(ParseResult::InvalidValue, "d", "\n" + line + "\n", 99'999);
+    ParserException const error(ParseResult::invalidValue, "d", "\n" + line + "\n", 99'999);
     EXPECT_EQ(std::string(error.what()),
               "JSON ParserException (E0002): d (Line 2, Column 99999)\n\t" + line + "\n\t" +
                   std::string(99'998, ' ') + "^");
@@ -91,26 +91,26 @@ TEST(AVeryLongLine, IsShownWhole) {
 
 TEST(TheDescription, StandsInTheMessageAsItIs) {
     std::string const odd = "): (Line 1, \"^\")\n";
-    ParserException const error(ParseResult::InvalidValue, odd, "x", 0);
+    ParserException const error(ParseResult::invalidValue, odd, "x", 0);
     EXPECT_EQ(error.description(), odd);
     EXPECT_EQ(std::string(error.what()),
               "JSON ParserException (E0002): " + odd + " (Line 1, Column 1)\n\tx\n\t^");
-    EXPECT_EQ(ParserException(ParseResult::InvalidValue, "", "x", 0).description(), "");
-    EXPECT_EQ(ParserException(ParseResult::InvalidValue, "a\0b"sv, "x", 0).description(), "a b");
+    EXPECT_EQ(ParserException(ParseResult::invalidValue, "", "x", 0).description(), "");
+    EXPECT_EQ(ParserException(ParseResult::invalidValue, "a\0b"sv, "x", 0).description(), "a b");
 }
 
 TEST(ACopyOfTheException, SaysTheSameAndCannotFail) {
     EXPECT_TRUE(std::is_nothrow_copy_constructible_v<ParserException>);
     EXPECT_TRUE(std::is_nothrow_copy_assignable_v<ParserException>);
-    ParserException copy(ParseResult::Success, "other", "", 0);
+    ParserException copy(ParseResult::success, "other", "", 0);
     {
-        ParserException const error(ParseResult::InvalidUtf8, "bad bytes", "\n ab", 2);
+        ParserException const error(ParseResult::invalidUtf8, "bad bytes", "\n ab", 2);
         copy = error;
     }
     ParserException const second = copy;
     EXPECT_STREQ(second.what(), "JSON ParserException (E0007): bad bytes (Line 2, Column 2)\n\t ab\n\t ^");
     EXPECT_EQ(second.description(), "bad bytes");
-    EXPECT_EQ(second.code(), ParseResult::InvalidUtf8);
+    EXPECT_EQ(second.code(), ParseResult::invalidUtf8);
     EXPECT_EQ(second.line(), 2U);
     EXPECT_EQ(second.column(), 2U);
 }
@@ -127,7 +127,7 @@ TEST(TheException, ThatTheLibraryThrowsIsCaughtByItsTypeAndItsBase) {
     try {
         std::rethrow_exception(kept);
     } catch (ParserException const& error) {
-        EXPECT_EQ(error.code(), ParseResult::InvalidValue);
+        EXPECT_EQ(error.code(), ParseResult::invalidValue);
     }
 }
 
@@ -138,7 +138,7 @@ TEST(EachResult, HasADescriptionOfItsOwn) {
         EXPECT_NE(description, "unknown parse result") << code;
         EXPECT_TRUE(descriptions.insert(description).second) << description;
     }
-    EXPECT_EQ(get_parse_result_description(ParseResult::Success), "no error");
+    EXPECT_EQ(get_parse_result_description(ParseResult::success), "no error");
     EXPECT_EQ(get_parse_result_description(static_cast<ParseResult>(14)),
               "\"[\" expected at the beginning of typed numbers");
     EXPECT_EQ(get_parse_result_description(static_cast<ParseResult>(19)), "text ended inside typed numbers");

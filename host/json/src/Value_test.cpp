@@ -144,9 +144,8 @@ TEST(ACopy, IsNeverWrappedInAnArray) {
     Array const items{1, 2, 3};
     Value const array{items};
     EXPECT_EQ(array.get<Array>().size(), 3U);
-    Value const copy{array};
-    EXPECT_EQ(copy, array);
-    EXPECT_EQ(copy.get<Array>().size(), 3U);
+    EXPECT_EQ(Value{array}, array);
+    EXPECT_EQ(Value{array}.get<Array>().size(), 3U);
     Value const ofOne{Array{Value(items)}};
     EXPECT_EQ(ofOne.get<Array>().size(), 1U);
     EXPECT_EQ(Value{Array{}}.get<Array>().size(), 0U);

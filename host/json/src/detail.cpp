@@ -75,11 +75,11 @@ bool isBelowOne(Number const& number) {
         return true;
     }
     // An exponent that does not fit is larger than any text is long.
-    constexpr long long kHuge = std::numeric_limits<long long>::max() / 2;
+    constexpr long long huge = std::numeric_limits<long long>::max() / 2;
     long long exponent = 0;
     char const* const end = number.exponent.data() + number.exponent.size();
     std::errc const error = std::from_chars(number.exponent.data(), end, exponent).ec;
-    if (error == std::errc::result_out_of_range || exponent > kHuge) exponent = kHuge;
+    if (error == std::errc::result_out_of_range || exponent > huge) exponent = huge;
     return digits + (number.exponentIsNegative ? -exponent : exponent) <= 0;
 }
 

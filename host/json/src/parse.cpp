@@ -13,7 +13,7 @@
 namespace foundation::json {
 namespace {
 
-constexpr std::size_t kDeepest = 512;
+constexpr std::size_t deepest = 512;
 
 /// Makes a value of the reader's events. An event that returns false ends the reading; `failure()` says why.
 class Builder : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Builder> {
@@ -32,7 +32,7 @@ public:
             if (auto const whole = integer<std::uint64_t>(number)) return add(*whole);
         }
         if (auto const nearest = detail::string_to_double(number)) return add(*nearest);
-        return fail(ParseResult::NumberTooBig);
+        return fail(ParseResult::numberTooBig);
     }
 
     bool String(char const* text, rapidjson::SizeType length, bool) {
@@ -65,7 +65,7 @@ private:
     }
 
     bool open(bool isObject) {
-        if (levels_.size() == kDeepest) return fail(ParseResult::NestingTooDeep);
+        if (levels_.size() == deepest) return fail(ParseResult::nestingTooDeep);
         levels_.emplace_back().isObject = isObject;
         return true;
     }
@@ -92,7 +92,7 @@ private:
     bool check(std::string_view string) {
         for (std::size_t at = string.find('\xED'); at != std::string_view::npos;
              at = string.find('\xED', at + 1)) {
-            if (static_cast<unsigned char>(string[at + 1]) >= 0xA0) return fail(ParseResult::LoneSurrogate);
+            if (static_cast<unsigned char>(string[at + 1]) >= 0xA0) return fail(ParseResult::loneSurrogate);
         }
         return true;
     }
@@ -107,21 +107,21 @@ private:
 
     std::vector<Level> levels_;
     Value document_;
-    ParseResult failure_ = ParseResult::InvalidValue;
+    ParseResult failure_ = ParseResult::invalidValue;
 };
 
 /// Where the first escape of a low surrogate stands that follows no high one; there is one, and what stands
 /// before it is well-formed. Backslashes stand in strings only.
 std::size_t findLoneLowSurrogate(std::string_view text) {
-    constexpr std::size_t kSimple = 2, kUnit = 6, kPair = 12;  // lengths of the forms of escapes
+    constexpr std::size_t simpleLength = 2, unitLength = 6, pairLength = 12;
     std::size_t at = text.find('\\');
     while (at != std::string_view::npos) {
-        std::size_t length = kSimple;
+        std::size_t length = simpleLength;
         if (text[at + 1] == 'u') {
             unsigned unit = 0;
-            std::from_chars(text.data() + at + 2, text.data() + at + kUnit, unit, 16);
+            std::from_chars(text.data() + at + 2, text.data() + at + unitLength, unit, 16);
             if (unit >= 0xDC00 && unit <= 0xDFFF) return at;
-            length = unit >= 0xD800 && unit <= 0xDBFF ? kPair : kUnit;
+            length = unit >= 0xD800 && unit <= 0xDBFF ? pairLength : unitLength;
         }
         at = text.find('\\', at + length);
     }
@@ -134,65 +134,65 @@ ParseResult translate(rapidjson::ParseErrorCode error, std::string_view text, st
     bool const atEnd = offset >= text.size();
     switch (error) {
     case rapidjson::kParseErrorNone:
-        return ParseResult::Success;
+        return ParseResult::success;
     case rapidjson::kParseErrorDocumentEmpty:
-        return atEnd ? ParseResult::EmptyText : ParseResult::InvalidValue;
+        return atEnd ? ParseResult::emptyText : ParseResult::invalidValue;
     case rapidjson::kParseErrorDocumentRootNotSingular:
-        return ParseResult::TextAfterDocument;
+        return ParseResult::textAfterDocument;
     case rapidjson::kParseErrorObjectMissName:
-        return ParseResult::NameExpected;
+        return ParseResult::nameExpected;
     case rapidjson::kParseErrorObjectMissColon:
-        return ParseResult::ColonExpected;
+        return ParseResult::colonExpected;
     case rapidjson::kParseErrorObjectMissCommaOrCurlyBracket:
-        return ParseResult::CommaOrBraceExpected;
+        return ParseResult::commaOrBraceExpected;
     case rapidjson::kParseErrorArrayMissCommaOrSquareBracket:
-        return ParseResult::CommaOrBracketExpected;
+        return ParseResult::commaOrBracketExpected;
     case rapidjson::kParseErrorStringUnicodeEscapeInvalidHex:
-        return ParseResult::InvalidEscape;
+        return ParseResult::invalidEscape;
     case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
-        return ParseResult::LoneSurrogate;
+        return ParseResult::loneSurrogate;
     case rapidjson::kParseErrorStringEscapeInvalid:
-        return text[offset] == '\\' ? ParseResult::InvalidEscape : ParseResult::ControlCharacter;
+        return text[offset] == '\\' ? ParseResult::invalidEscape : ParseResult::controlCharacter;
     case rapidjson::kParseErrorStringMissQuotationMark:
-        return atEnd ? ParseResult::UnterminatedString : ParseResult::ControlCharacter;
+        return atEnd ? ParseResult::unterminatedString : ParseResult::controlCharacter;
     case rapidjson::kParseErrorStringInvalidEncoding:
-        return ParseResult::InvalidUtf8;
+        return ParseResult::invalidUtf8;
     case rapidjson::kParseErrorNumberTooBig:
-        return ParseResult::NumberTooBig;
+        return ParseResult::numberTooBig;
     case rapidjson::kParseErrorNumberMissFraction:
     case rapidjson::kParseErrorNumberMissExponent:
-        return ParseResult::InvalidNumber;
+        return ParseResult::invalidNumber;
     case rapidjson::kParseErrorValueInvalid:
     case rapidjson::kParseErrorTermination:
     case rapidjson::kParseErrorUnspecificSyntaxError:
         break;
     }
-    return ParseResult::InvalidValue;
+    return ParseResult::invalidValue;
 }
 
 }  // namespace
 
 Value parse(std::string_view text) {
-    constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
-                                rapidjson::kParseNumbersAsStringsFlag;
+    constexpr unsigned flags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag |
+                               rapidjson::kParseNumbersAsStringsFlag;
     Builder builder;
     rapidjson::MemoryStream stream(text.data(), text.size());
     rapidjson::Reader reader;
-    reader.Parse<kFlags>(stream, builder);
+    reader.Parse<flags>(stream, builder);
 
     std::size_t offset = stream.Tell();
-    ParseResult result = ParseResult::Success;
+    ParseResult result = ParseResult::success;
     if (reader.GetParseErrorCode() == rapidjson::kParseErrorTermination) {
         result = builder.failure();
-        offset = result == ParseResult::LoneSurrogate ? findLoneLowSurrogate(text) : reader.GetErrorOffset();
+        offset = result == ParseResult::loneSurrogate ? findLoneLowSurrogate(text) : reader.GetErrorOffset();
     } else if (reader.HasParseError()) {
         offset = reader.GetErrorOffset();
         result = translate(reader.GetParseErrorCode(), text, offset);
     } else if (offset < text.size()) {
         // A NUL byte after the document.
-        result = ParseResult::TextAfterDocument;
+        result = ParseResult::textAfterDocument;
     }
-    if (result == ParseResult::Success) return builder.take();
+    if (result == ParseResult::success) return builder.take();
     throw ParserException(result, get_parse_result_description(result), text, offset);
 }
 

@@ -15,27 +15,27 @@ namespace foundation::json {
 
 /// What a reader of JSON text found. The numbers are part of messages: they stay as they are.
 enum class ParseResult : int {
-    Success = 0,
-    EmptyText = 1,                     ///< nothing but blanks
-    InvalidValue = 2,                  ///< something else where a value must stand
-    UnterminatedString = 3,            ///< the text ended inside a string
-    InvalidEscape = 4,                 ///< a backslash with something unknown after it
-    LoneSurrogate = 5,                 ///< a backslash-u escape of half a surrogate pair
-    ControlCharacter = 6,              ///< a byte below 0x20 inside a string
-    InvalidUtf8 = 7,                   ///< ill-formed UTF-8 inside a string
-    InvalidNumber = 8,                 ///< no digit after a decimal point or in an exponent
-    NumberTooBig = 9,                  ///< a number beyond the range of double
-    NameExpected = 10,                 ///< an object's member without a string as its name
-    ColonExpected = 11,                ///< a member's name without ":" after it
-    CommaOrBraceExpected = 12,         ///< a member with neither "," nor "}" after it
-    CommaOrBracketExpected = 13,       ///< an array's element with neither "," nor "]" after it
-    TypedArrayExpected = 14,           ///< typed numbers that do not begin with "["
-    TypedIntegerExpected = 15,         ///< something else than an integer among typed numbers
-    TypedIntegerOutOfRange = 16,       ///< a typed number beyond the range of the type that is named
-    TypedCommaOrBracketExpected = 17,  ///< a typed number with neither "," nor "]" after it
-    TextAfterDocument = 18,            ///< something else than blanks after the document
-    TypedArrayIncomplete = 19,         ///< the text ended inside typed numbers
-    NestingTooDeep = 20,               ///< more than 512 arrays and objects inside one another
+    success = 0,
+    emptyText = 1,                     ///< nothing but blanks
+    invalidValue = 2,                  ///< something else where a value must stand
+    unterminatedString = 3,            ///< the text ended inside a string
+    invalidEscape = 4,                 ///< a backslash with something unknown after it
+    loneSurrogate = 5,                 ///< a backslash-u escape of half a surrogate pair
+    controlCharacter = 6,              ///< a byte below 0x20 inside a string
+    invalidUtf8 = 7,                   ///< ill-formed UTF-8 inside a string
+    invalidNumber = 8,                 ///< no digit after a decimal point or in an exponent
+    numberTooBig = 9,                  ///< a number beyond the range of double
+    nameExpected = 10,                 ///< an object's member without a string as its name
+    colonExpected = 11,                ///< a member's name without ":" after it
+    commaOrBraceExpected = 12,         ///< a member with neither "," nor "}" after it
+    commaOrBracketExpected = 13,       ///< an array's element with neither "," nor "]" after it
+    typedArrayExpected = 14,           ///< typed numbers that do not begin with "["
+    typedIntegerExpected = 15,         ///< something else than an integer among typed numbers
+    typedIntegerOutOfRange = 16,       ///< a typed number beyond the range of the type that is named
+    typedCommaOrBracketExpected = 17,  ///< a typed number with neither "," nor "]" after it
+    textAfterDocument = 18,            ///< something else than blanks after the document
+    typedArrayIncomplete = 19,         ///< the text ended inside typed numbers
+    nestingTooDeep = 20,               ///< more than 512 arrays and objects inside one another
 };
 
 /// @return   What `result` means, in lower case, to stand inside a sentence; "unknown parse result" for a
