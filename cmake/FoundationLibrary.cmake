@@ -21,12 +21,13 @@ function(foundation_configure_target target)
   endif()
 endfunction()
 
-# foundation_install_package(<package> NAMESPACE <ns> TARGETS <target>... [DEPENDENCIES <find_dependency arguments>...])
+# foundation_install_package(<package> [NAMESPACE <ns>] TARGETS <target>...
+#     [DEPENDENCIES <find_dependency arguments>...] [MODULES <file.cmake>...])
 #
 # Installs the targets with their headers and a CMake package. Each dependency is one string, for example
-# "Boost 1.81 COMPONENTS log".
+# "Boost 1.81 COMPONENTS log". The modules come with the package, which includes them.
 function(foundation_install_package package)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "NAMESPACE" "TARGETS;DEPENDENCIES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "NAMESPACE" "TARGETS;DEPENDENCIES;MODULES")
   set(destination "${CMAKE_INSTALL_LIBDIR}/cmake/${package}")
 
   install(TARGETS ${arg_TARGETS} EXPORT ${package}Targets
@@ -34,11 +35,19 @@ function(foundation_install_package package)
       LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
       ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}"
       FILE_SET HEADERS DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
-  install(EXPORT ${package}Targets NAMESPACE ${arg_NAMESPACE}:: DESTINATION "${destination}")
+  if(arg_NAMESPACE)
+    string(APPEND arg_NAMESPACE "::")
+  endif()
+  install(EXPORT ${package}Targets NAMESPACE "${arg_NAMESPACE}" DESTINATION "${destination}")
 
   set(find_dependencies "")
   foreach(dependency IN LISTS arg_DEPENDENCIES)
     string(APPEND find_dependencies "find_dependency(${dependency})\n")
+  endforeach()
+  set(include_modules "")
+  foreach(module IN LISTS arg_MODULES)
+    get_filename_component(name "${module}" NAME)
+    string(APPEND include_modules "include(\"\${CMAKE_CURRENT_LIST_DIR}/${name}\")\n")
   endforeach()
   configure_file("${PROJECT_SOURCE_DIR}/cmake/PackageConfig.cmake.in"
       "${CMAKE_CURRENT_BINARY_DIR}/${package}Config.cmake" @ONLY)
@@ -47,6 +56,7 @@ function(foundation_install_package package)
   install(FILES
       "${CMAKE_CURRENT_BINARY_DIR}/${package}Config.cmake"
       "${CMAKE_CURRENT_BINARY_DIR}/${package}ConfigVersion.cmake"
+      ${arg_MODULES}
       DESTINATION "${destination}")
 endfunction()
 

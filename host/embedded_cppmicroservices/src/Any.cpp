@@ -1,0 +1,151 @@
+#include "cppmicroservices/Any.h"
+
+#include <cstdlib>
+#include <locale>
+#include <sstream>
+#include <stdexcept>
+
+#if __has_include(<cxxabi.h>)
+#include <cxxabi.h>
+#endif
+
+namespace cppmicroservices {
+
+BadAnyCastException::BadAnyCastException(std::string const& message)
+    : text_(std::make_shared<std::string const>(
+          "cppmicroservices::BadAnyCastException: " +
+          (message.empty() ? std::string("failed conversion using cppmicroservices::any_cast") : message))) {}
+
+BadAnyCastException::~BadAnyCastException() = default;
+
+char const* BadAnyCastException::what() const noexcept {
+    return text_->c_str();
+}
+
+namespace detail {
+
+AnyContent::~AnyContent() = default;
+
+std::string demangledName(std::type_info const& type) {
+#if __has_include(<cxxabi.h>)
+    int status = 0;
+    std::unique_ptr<char, void (*)(void*)> const name(
+        abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
+    return status == 0 ? std::string(name.get()) : std::string(type.name());
+#else
+    // The names are readable as they are, but say "class" or "struct" in front.
+    std::string name = type.name();
+    for (std::string const keyword : {"class ", "struct "}) {
+        for (auto at = name.find(keyword); at != std::string::npos; at = name.find(keyword)) {
+            name.erase(at, keyword.size());
+        }
+    }
+    return name;
+#endif
+}
+
+void throwBadAnyCast(char const* operation, std::type_info const& from, std::type_info const& to) {
+    throw BadAnyCastException(std::string(operation) +
+                              ": Failed to convert from cppmicroservices::Any type " + demangledName(from) +
+                              " to target type " + demangledName(to));
+}
+
+void AnyWriter::write(std::ostream& out, Any const& value, TextStyle style) {
+    if (value.content_) {
+        value.content_->write(out, style);
+    } else if (style.json) {
+        out << "null";
+    } else {
+        throw std::logic_error("empty any");
+    }
+}
+
+void writeString(std::ostream& out, std::string_view text, TextStyle style) {
+    if (!style.json) {
+        out << text;
+        return;
+    }
+    out << '"';
+    for (char const c : text) {
+        switch (c) {
+        case '"':
+            out << "\\\"";
+            break;
+        case '\\':
+            out << "\\\\";
+            break;
+        case '\b':
+            out << "\\b";
+            break;
+        case '\f':
+            out << "\\f";
+            break;
+        case '\n':
+            out << "\\n";
+            break;
+        case '\r':
+            out << "\\r";
+            break;
+        case '\t':
+            out << "\\t";
+            break;
+        default:
+            if (static_cast<unsigned char>(c) < 0x20) {
+                char const* const digits = "0123456789abcdef";
+                auto const code = static_cast<unsigned>(static_cast<unsigned char>(c));
+                out << "\\u00" << digits[code >> 4] << digits[code & 15];
+            } else {
+                out << c;
+            }
+        }
+    }
+    out << '"';
+}
+
+void breakLine(std::ostream& out, TextStyle style) {
+    if (style.increment == 0) return;
+    out << '\n';
+    if (style.indent > 0) out << std::string(static_cast<std::size_t>(style.indent), ' ');
+}
+
+void writeKey(std::ostream& out, std::function<void(std::ostream&)> const& key, TextStyle style) {
+    std::ostringstream text;
+    text.imbue(std::locale::classic());
+    key(text);
+    writeString(out, text.str(), style);
+}
+
+}  // namespace detail
+
+namespace {
+
+std::string textOf(Any const& any, detail::TextStyle style) {
+    std::ostringstream out;
+    out.imbue(std::locale::classic());  // The process's locale must not group digits.
+    detail::AnyWriter::write(out, any, style);
+    return out.str();
+}
+
+}  // namespace
+
+std::string Any::ToString() const {
+    return textOf(*this, {});
+}
+
+std::string Any::ToStringNoExcept() const {
+    try {
+        return ToString();
+    } catch (std::exception const&) {
+        return {};  // Asked for by the caller.
+    }
+}
+
+std::string Any::ToJSON(bool prettyPrint) const {
+    return prettyPrint ? ToJSON(4, 4) : ToJSON(0, 0);
+}
+
+std::string Any::ToJSON(std::uint8_t increment, std::int32_t indent) const {
+    return textOf(*this, {.json = true, .increment = increment, .indent = indent});
+}
+
+}  // namespace cppmicroservices

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace cppmicroservices::detail {
+
+/// Reads a zip that is a file or the end of one.
+class Archive {
+public:
+    /// @return  Null when `file` cannot be read or is no zip.
+    static std::unique_ptr<Archive> open(std::filesystem::path const& file);
+
+    Archive(Archive const&) = delete;
+    Archive& operator=(Archive const&) = delete;
+    ~Archive();
+
+    /// The names before the first slash, of the entries that have one.
+    [[nodiscard]] std::set<std::string> topFolders() const;
+
+    /// @return  The entry's content; nothing when there is no such entry.
+    /// @throws std::runtime_error  "<name> cannot be read".
+    [[nodiscard]] std::optional<std::string> read(std::string const& name);
+
+private:
+    struct Content;
+
+    explicit Archive(std::unique_ptr<Content> content);
+
+    std::unique_ptr<Content> content_;
+};
+
+}  // namespace cppmicroservices::detail

@@ -1,0 +1,94 @@
+#include "BundleFile.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+#include <utility>
+
+#include "Archive.h"
+#include "Manifest.h"
+#include "cppmicroservices/Constants.h"
+
+namespace cppmicroservices::detail {
+
+namespace {
+
+BundleDescription describe(std::string const& name, std::string const& location, AnyMap headers) {
+    auto const symbolicName = headers.find(Constants::BUNDLE_SYMBOLICNAME);
+    if (symbolicName == headers.end()) {
+        throw std::runtime_error(installFailure(location) + Constants::BUNDLE_SYMBOLICNAME +
+                                 " is not defined in the bundle manifest for bundle " + name +
+                                 " (location=" + location + ").");
+    }
+    if (symbolicName->second.ToStringNoExcept().empty()) {
+        throw std::runtime_error(installFailure(location) + Constants::BUNDLE_SYMBOLICNAME +
+                                 " is empty in the bundle manifest for bundle " + name +
+                                 "(location=" + location + ").");
+    }
+
+    BundleVersion version;
+    if (auto const entry = headers.find(Constants::BUNDLE_VERSION); entry != headers.end()) {
+        std::string const subject = "The Json value for " + Constants::BUNDLE_VERSION + " for bundle " +
+                                    name + " (location=" + location + ") ";
+        auto const* const text = any_cast<std::string>(&entry->second);
+        if (text == nullptr)
+            throw std::runtime_error(installFailure(location) + subject + "must be a string");
+        try {
+            version = BundleVersion(*text);
+        } catch (std::invalid_argument const& error) {
+            throw std::runtime_error(installFailure(location) + subject + "is not valid: " + error.what());
+        }
+    }
+    return {name, version, std::move(headers)};
+}
+
+/// @return  An empty map when the folder has no manifest.
+AnyMap readManifest(Archive& archive, std::string const& name, std::string const& location) {
+    std::optional<std::string> json;
+    try {
+        json = archive.read(name + "/manifest.json");
+    } catch (std::runtime_error const& error) {
+        throw std::runtime_error(installFailure(location) + error.what());
+    }
+    if (!json) return AnyMap();
+    try {
+        return parseManifest(*json);
+    } catch (std::runtime_error const& error) {
+        throw std::runtime_error(installFailure(location) + "Parsing of manifest.json for bundle " + name +
+                                 " at " + location + " failed: " + error.what());
+    }
+}
+
+}  // namespace
+
+std::string installFailure(std::string const& location) {
+    return "Failed to install bundle library at " + location + ": ";
+}
+
+std::vector<BundleDescription> readBundleFile(std::string const& location, AnyMap const& manifests) {
+    std::filesystem::path const file(std::u8string(location.begin(), location.end()));
+    std::error_code ignored;  // A file that cannot be looked at is none.
+    if (!std::filesystem::exists(file, ignored)) throw std::runtime_error(location + " does not exist");
+
+    std::vector<BundleDescription> bundles;
+    if (!manifests.empty()) {
+        for (auto const& [name, headers] : manifests) {
+            bundles.push_back(describe(name, location, ref_any_cast<AnyMap>(headers)));
+        }
+        std::sort(bundles.begin(), bundles.end(), [](BundleDescription const& a, BundleDescription const& b) {
+            return a.symbolicName < b.symbolicName;
+        });
+        return bundles;
+    }
+
+    auto const archive = Archive::open(file);
+    if (!archive) throw std::runtime_error("Could not init zip archive for bundle at " + location);
+    auto const names = archive->topFolders();
+    if (names.empty()) throw std::runtime_error("Invalid zip archive layout for bundle at " + location);
+    for (std::string const& name : names) {
+        bundles.push_back(describe(name, location, readManifest(*archive, name, location)));
+    }
+    return bundles;
+}
+
+}  // namespace cppmicroservices::detail
