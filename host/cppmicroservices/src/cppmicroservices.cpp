@@ -1,0 +1,131 @@
+#include <foundation/cppmicroservices.hpp>
+
+#include <foundation/log/diagnostic_logger.hpp>
+
+#include "InstallationRoot.hpp"
+
+#include <cppmicroservices/BundleContext.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <mutex>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace foundation::cppmicroservices {
+namespace {
+
+namespace fs = std::filesystem;
+using ::cppmicroservices::Bundle;
+using ::cppmicroservices::Framework;
+
+struct FrameworkSetting {
+    std::mutex mutex;  // Guards the member below.
+    std::shared_ptr<Framework> framework;
+};
+
+/// Never destroyed: by the time static objects are, a framework could not be stopped in good order any more.
+/// Made in place: to ask whether there is a framework needs no memory.
+FrameworkSetting& frameworkSetting() {
+    alignas(FrameworkSetting) static std::byte storage[sizeof(FrameworkSetting)];
+    static auto* const setting = new (storage) FrameworkSetting;
+    return *setting;
+}
+
+/// As the framework and the log spell paths: UTF-8.
+std::string utf8(fs::path const& path) {
+    std::u8string const text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+void logFailure(std::string const& file, std::string_view reason) {
+    static log::basic_diagnostic_logger<char> logger("foundation::cppmicroservices");
+    logger.write(512,
+                 log::SourceLocation{"host/cppmicroservices/src/cppmicroservices.cpp", __func__, __LINE__},
+                 [&](std::ostream& out) { out << "left out " << file << ": " << reason; });
+}
+
+/// @return  Whether `step` threw nothing; else that is logged.
+bool succeeds(std::string const& file, std::function<void()> const& step) {
+    try {
+        step();
+        return true;
+    } catch (std::exception const& error) {
+        logFailure(file, error.what());
+    } catch (...) {
+        logFailure(file, "unknown exception");
+    }
+    return false;
+}
+
+bool isBundleName(fs::path const& name) {
+    static constexpr std::array<std::u8string_view, 4> endings = {u8".dll", u8".so", u8".dylib", u8".zip"};
+    std::u8string const text = name.u8string();
+    return std::any_of(
+        endings.begin(), endings.end(), [&](std::u8string_view ending) { return text.ends_with(ending); });
+}
+
+/// The names of the bundle files in `folder`, in order; none when there is no such folder.
+std::vector<fs::path> bundleFiles(fs::path const& folder) {
+    std::vector<fs::path> names;
+    std::error_code error;
+    fs::directory_iterator entry(folder, error);
+    if (error == std::errc::no_such_file_or_directory) return names;
+    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+        std::error_code ignored;  // What cannot be looked at is no file.
+        if (isBundleName(entry->path().filename()) && entry->is_regular_file(ignored)) {
+            names.push_back(entry->path().filename());
+        }
+    }
+    if (error) logFailure(utf8(folder), error.message());
+    std::sort(names.begin(), names.end(), [](fs::path const& left, fs::path const& right) {
+        return left.native() < right.native();
+    });
+    return names;
+}
+
+std::vector<Bundle> install(std::string const& file) {
+    auto const framework = getFramework();
+    if (!framework) throw std::runtime_error("there is no service framework");
+    return framework->GetBundleContext().InstallBundles(file);
+}
+
+}  // namespace
+
+std::shared_ptr<Framework> getFramework() {
+    std::lock_guard const lock(frameworkSetting().mutex);
+    return frameworkSetting().framework;
+}
+
+void setFramework(std::shared_ptr<Framework> framework) {
+    {
+        std::lock_guard const lock(frameworkSetting().mutex);
+        std::swap(frameworkSetting().framework, framework);
+    }
+    // The earlier one goes here, after the lock: it may stop its bundles, and they may ask for the framework.
+}
+
+std::vector<Bundle> installAndStart(fl::filesystem::path const& folder) {
+    // Always the same spelling for the same file: the framework tells bundles apart by it.
+    fs::path const place = (detail::installationRoot() / fs::path(folder)).lexically_normal();
+    std::vector<Bundle> started;
+    for (fs::path const& name : bundleFiles(place)) {
+        std::string const file = utf8(place / name);
+        std::vector<Bundle> installed;
+        if (!succeeds(file, [&] { installed = install(file); })) continue;
+        for (Bundle& bundle : installed) {
+            if (succeeds(file, [&bundle] { bundle.Start(); })) started.push_back(std::move(bundle));
+        }
+    }
+    return started;
+}
+
+}  // namespace foundation::cppmicroservices

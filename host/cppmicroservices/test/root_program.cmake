@@ -1,0 +1,12 @@
+# Runs PROGRAM, which must find exactly the bundle EXPECTED: without FOUNDATION_ROOT, or with ROOT in it.
+if(ROOT)
+  set(ENV{FOUNDATION_ROOT} "${ROOT}")
+else()
+  unset(ENV{FOUNDATION_ROOT})
+endif()
+execute_process(COMMAND "${PROGRAM}" OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE result)
+file(TO_CMAKE_PATH "${output}" output)
+string(STRIP "${output}" output)
+if(NOT result EQUAL 0 OR NOT output STREQUAL EXPECTED)
+  message(FATAL_ERROR "expected ${EXPECTED}\nended with ${result}\n${output}\n${errors}")
+endif()
