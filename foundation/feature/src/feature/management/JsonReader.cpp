@@ -1,0 +1,406 @@
+#include "JsonReader.hpp"
+
+#include <algorithm>
+#include <bitset>
+#include <charconv>
+#include <cstdint>
+#include <iterator>
+#include <limits>
+#include <map>
+#include <optional>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace foundation::feature::management {
+namespace {
+
+using json::ParseResult;
+using json::Value;
+
+constexpr std::size_t deepest = 512;
+constexpr std::string_view typedData = "qzdata";
+constexpr std::string_view typeOfData = "qztype";
+
+struct IntegerType {
+    std::string_view name;
+    bool isSigned;
+    std::uint64_t largest;
+};
+
+constexpr IntegerType integerTypes[] = {
+    {"int8", true, std::numeric_limits<std::int8_t>::max()},
+    {"int16", true, std::numeric_limits<std::int16_t>::max()},
+    {"int32", true, std::numeric_limits<std::int32_t>::max()},
+    {"int64", true, std::numeric_limits<std::int64_t>::max()},
+    {"uint8", false, std::numeric_limits<std::uint8_t>::max()},
+    {"uint16", false, std::numeric_limits<std::uint16_t>::max()},
+    {"uint32", false, std::numeric_limits<std::uint32_t>::max()},
+    {"uint64", false, std::numeric_limits<std::uint64_t>::max()},
+};
+
+/// The type that a "qztype" names; null when it names none.
+IntegerType const* findType(Value const& name) {
+    if (!name.is<std::string>()) return nullptr;
+    for (IntegerType const& type : integerTypes) {
+        if (type.name == name.get<std::string>()) return &type;
+    }
+    return nullptr;
+}
+
+std::size_t indexOf(IntegerType const* type) {
+    return static_cast<std::size_t>(type - integerTypes);
+}
+
+bool isHighSurrogate(char16_t unit) {
+    return (unit & 0xFC00) == 0xD800;
+}
+
+bool isLowSurrogate(char16_t unit) {
+    return (unit & 0xFC00) == 0xDC00;
+}
+
+/// Whether a string holds `c` as it is.
+bool isPlain(char c) {
+    return c >= 0x20 && c != '"' && c != '\\' && static_cast<unsigned char>(c) < 0x80;
+}
+
+/// The length of the UTF-8 sequence of two to four bytes that `text` begins with; 0 when it is ill-formed.
+std::size_t sequenceLength(std::string_view text) {
+    auto const byte = [text](std::size_t at) {
+        return at < text.size() ? static_cast<unsigned char>(text[at]) : 0U;
+    };
+    unsigned const lead = byte(0);
+    if (lead < 0xC2 || lead > 0xF4) return 0;
+    std::size_t const length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+    // The second byte keeps out overlong forms, surrogates and what lies beyond U+10FFFF.
+    unsigned const least = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    unsigned const most = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    if (byte(1) < least || byte(1) > most) return 0;
+    for (std::size_t at = 2; at < length; ++at) {
+        if (byte(at) < 0x80 || byte(at) > 0xBF) return 0;
+    }
+    return length;
+}
+
+/// Reads one value, with the arrays and objects that are not complete yet on a stack of its own.
+class Reader {
+public:
+    /// Leaves the reading; `at()` is the position of the error.
+    struct Failure {
+        ParseResult result;
+    };
+
+    explicit Reader(std::string_view text) : text_(text) {}
+
+    std::size_t at() const { return at_; }
+    Value readDocument();
+
+private:
+    /// An array or object that is not complete yet. An array uses `items` alone.
+    struct Level {
+        bool isObject = false;
+        std::vector<Value> items;
+        std::map<std::string, Value> members;
+        std::string name;                               // of the member that is being read
+        IntegerType const* type = nullptr;              // what the last "qztype" names
+        std::optional<std::size_t> dataAt;              // where the last "qzdata" begins
+        IntegerType const* dataType = nullptr;          // what it was read as; null: ordinary JSON
+        std::bitset<std::size(integerTypes)> dataFits;  // the types that it was read as since it came
+    };
+
+    [[noreturn]] void fail(ParseResult result) const { throw Failure{result}; }
+    [[noreturn]] void fail(ParseResult result, std::size_t at);
+
+    bool atEnd() const { return at_ == text_.size(); }
+    bool take(char c);
+    void skipBlanks();
+    bool skipDigits();
+
+    std::optional<Value> beginValue();
+    std::optional<Value> continueLevel(Value element);
+    void open(bool isObject);
+    Value close();
+    void readName();
+    void applyType(Level& level, IntegerType const* type);
+    void rereadData(Level& level);
+    Value readIntegers(Level& level);
+    Value readInteger(IntegerType const* type);
+
+    Value readWord(std::string_view word, Value meaning);
+    Value readNumber();
+    std::string readString();
+    void readEscape(std::string& result);
+    char16_t readUnit(std::size_t escapeAt);
+
+    std::string_view text_;
+    std::size_t at_ = 0;
+    std::vector<Level> levels_;
+};
+
+void Reader::fail(ParseResult result, std::size_t at) {
+    at_ = at;
+    fail(result);
+}
+
+bool Reader::take(char c) {
+    if (atEnd() || text_[at_] != c) return false;
+    ++at_;
+    return true;
+}
+
+void Reader::skipBlanks() {
+    at_ = std::min(text_.find_first_not_of(" \t\r\n", at_), text_.size());
+}
+
+/// @return  Whether there was any.
+bool Reader::skipDigits() {
+    std::size_t const first = at_;
+    at_ = std::min(text_.find_first_not_of("0123456789", first), text_.size());
+    return at_ != first;
+}
+
+Value Reader::readDocument() {
+    skipBlanks();
+    if (atEnd()) fail(ParseResult::emptyText);
+    std::optional<Value> complete;
+    do {
+        complete = beginValue();
+        while (complete && !levels_.empty())
+            complete = continueLevel(std::move(*complete));
+    } while (!complete);
+    skipBlanks();
+    return std::move(*complete);
+}
+
+/// Reads the value that begins here; of an array or object with content only what stands before its first
+/// element, and gives nothing.
+std::optional<Value> Reader::beginValue() {
+    if (!levels_.empty() && levels_.back().isObject && levels_.back().name == typedData) {
+        Level& level = levels_.back();
+        level.dataAt = at_;
+        level.dataType = nullptr;
+        level.dataFits.reset();
+        if (level.type != nullptr) return readIntegers(level);
+    }
+    if (atEnd()) fail(ParseResult::invalidValue);
+    switch (text_[at_]) {
+    case '{':
+        open(true);
+        if (take('}')) return close();
+        readName();
+        return std::nullopt;
+    case '[':
+        open(false);
+        if (take(']')) return close();
+        return std::nullopt;
+    case '"':
+        return readString();
+    case 't':
+        return readWord("true", true);
+    case 'f':
+        return readWord("false", false);
+    case 'n':
+        return readWord("null", json::Null{});
+    default:
+        return readNumber();
+    }
+}
+
+/// Puts an element into the innermost array or object; gives that when it is complete, else nothing, and
+/// stands where the next value begins.
+std::optional<Value> Reader::continueLevel(Value element) {
+    Level& level = levels_.back();
+    if (level.isObject) {
+        bool const isType = level.name == typeOfData;
+        Value const& member =
+            level.members.insert_or_assign(std::move(level.name), std::move(element)).first->second;
+        if (isType) applyType(level, findType(member));
+    } else {
+        level.items.push_back(std::move(element));
+    }
+    skipBlanks();
+    if (take(level.isObject ? '}' : ']')) return close();
+    if (!take(',')) {
+        fail(level.isObject ? ParseResult::commaOrBraceExpected : ParseResult::commaOrBracketExpected);
+    }
+    skipBlanks();
+    if (level.isObject) readName();
+    return std::nullopt;
+}
+
+void Reader::open(bool isObject) {
+    if (levels_.size() == deepest) fail(ParseResult::nestingTooDeep);
+    levels_.emplace_back().isObject = isObject;
+    ++at_;
+    skipBlanks();
+}
+
+Value Reader::close() {
+    Level& level = levels_.back();
+    if (level.dataAt && level.dataType != level.type) rereadData(level);
+    Value complete = level.isObject ? Value(std::move(level.members)) : Value(std::move(level.items));
+    levels_.pop_back();
+    return complete;
+}
+
+/// Reads the name of a member, and the colon after it.
+void Reader::readName() {
+    if (atEnd() || text_[at_] != '"') fail(ParseResult::nameExpected);
+    levels_.back().name = readString();
+    skipBlanks();
+    if (!take(':')) fail(ParseResult::colonExpected);
+    skipBlanks();
+}
+
+/// Takes note of a "qztype". Data that was read as this type before is left as it is until the object's end:
+/// however often the type changes, the data is read once for each type and once at the end.
+void Reader::applyType(Level& level, IntegerType const* type) {
+    level.type = type;
+    if (level.dataAt && type != nullptr && !level.dataFits[indexOf(type)]) rereadData(level);
+}
+
+/// Reads the "qzdata" that came earlier once more, as what the last "qztype" says.
+void Reader::rereadData(Level& level) {
+    std::size_t const resumeAt = std::exchange(at_, *level.dataAt);
+    level.members[std::string(typedData)] = readIntegers(level);
+    at_ = resumeAt;
+}
+
+/// Reads an array of integers as `level.type`. When that is null, as ordinary JSON, which happens only to
+/// what was read as integers before.
+Value Reader::readIntegers(Level& level) {
+    if (!take('[')) fail(ParseResult::typedArrayExpected);
+    if (levels_.size() == deepest) fail(ParseResult::nestingTooDeep, at_ - 1);
+    std::vector<Value> items;
+    skipBlanks();
+    for (bool isComplete = take(']'); !isComplete; isComplete = take(']')) {
+        if (!items.empty()) {
+            if (!atEnd() && !take(',')) fail(ParseResult::typedCommaOrBracketExpected);
+            skipBlanks();
+        }
+        items.push_back(readInteger(level.type));
+        skipBlanks();
+    }
+    level.dataType = level.type;
+    if (level.type != nullptr) level.dataFits.set(indexOf(level.type));
+    return items;
+}
+
+Value Reader::readInteger(IntegerType const* type) {
+    std::size_t const start = at_;
+    bool const isNegative = take('-');
+    std::size_t const firstDigit = at_;
+    skipDigits();
+    if (atEnd()) fail(ParseResult::typedArrayIncomplete);
+    std::string_view const digits = text_.substr(firstDigit, at_ - firstDigit);
+    bool const hasLeadingZero = digits.size() > 1 && digits.front() == '0';
+    bool const goesOn = text_[at_] == '.' || text_[at_] == 'e' || text_[at_] == 'E';
+    if (digits.empty() || hasLeadingZero || goesOn) fail(ParseResult::typedIntegerExpected, start);
+    if (type == nullptr) return json::detail::string_to_double(text_.substr(start, at_ - start)).value();
+
+    std::uint64_t magnitude = 0;
+    std::errc const error = std::from_chars(digits.data(), digits.data() + digits.size(), magnitude).ec;
+    std::uint64_t const limit = !isNegative ? type->largest : type->isSigned ? type->largest + 1 : 0;
+    if (error != std::errc{} || magnitude > limit) fail(ParseResult::typedIntegerOutOfRange, start);
+    if (!type->isSigned) return magnitude;
+    return static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude);
+}
+
+Value Reader::readWord(std::string_view word, Value meaning) {
+    if (!text_.substr(at_).starts_with(word)) fail(ParseResult::invalidValue);
+    at_ += word.size();
+    return meaning;
+}
+
+Value Reader::readNumber() {
+    std::size_t const start = at_;
+    take('-');
+    if (!take('0') && !skipDigits()) fail(ParseResult::invalidValue);
+    if (take('.') && !skipDigits()) fail(ParseResult::invalidNumber);
+    if (take('e') || take('E')) {
+        if (!take('+')) take('-');
+        if (!skipDigits()) fail(ParseResult::invalidNumber);
+    }
+    auto const number = json::detail::string_to_double(text_.substr(start, at_ - start));
+    if (!number) fail(ParseResult::numberTooBig, start);
+    return *number;
+}
+
+std::string Reader::readString() {
+    ++at_;
+    std::string result;
+    for (;;) {
+        std::size_t const start = at_;
+        while (!atEnd() && isPlain(text_[at_]))
+            ++at_;
+        result.append(text_, start, at_ - start);
+        if (atEnd()) fail(ParseResult::unterminatedString);
+        if (take('"')) return result;
+        if (text_[at_] == '\\') {
+            readEscape(result);
+        } else if (static_cast<unsigned char>(text_[at_]) < 0x20) {
+            fail(ParseResult::controlCharacter);
+        } else {
+            std::size_t const length = sequenceLength(text_.substr(at_));
+            if (length == 0) fail(ParseResult::invalidUtf8);
+            result.append(text_, at_, length);
+            at_ += length;
+        }
+    }
+}
+
+void Reader::readEscape(std::string& result) {
+    constexpr std::string_view letters = "\"\\/bfnrt";
+    constexpr std::string_view meanings = "\"\\/\b\f\n\r\t";
+    std::size_t const start = at_++;
+    if (atEnd()) fail(ParseResult::unterminatedString);
+    char const letter = text_[at_++];
+    if (letter != 'u') {
+        std::size_t const meaning = letters.find(letter);
+        if (meaning == std::string_view::npos) fail(ParseResult::invalidEscape, start);
+        result.push_back(meanings[meaning]);
+        return;
+    }
+    // Only a high surrogate takes the escape after it along: any other unit is a character by itself.
+    std::u16string units(1, readUnit(start));
+    if (isHighSurrogate(units[0]) && text_.substr(at_).starts_with("\\u")) {
+        std::size_t const second = at_;
+        at_ += 2;
+        units.push_back(readUnit(second));
+    }
+    bool const isPair = units.size() == 2 && isLowSurrogate(units[1]);
+    if (!isPair && (isHighSurrogate(units[0]) || isLowSurrogate(units[0])))
+        fail(ParseResult::loneSurrogate, start);
+    result += json::detail::u16_to_u8(units);
+}
+
+/// Reads the four digits of a backslash-u escape that begins at `escapeAt`.
+char16_t Reader::readUnit(std::size_t escapeAt) {
+    constexpr std::size_t length = 4;
+    std::string_view const digits = text_.substr(at_, length);
+    std::uint16_t unit = 0;
+    auto const [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), unit, 16);
+    std::size_t const read = static_cast<std::size_t>(end - digits.data());
+    if (read == digits.size() && read < length) fail(ParseResult::unterminatedString, text_.size());
+    if (error != std::errc{} || read < length) fail(ParseResult::invalidEscape, escapeAt);
+    at_ += length;
+    return unit;
+}
+
+}  // namespace
+
+json::ParseResult readJson(std::string_view text, json::Value& value, std::size_t& used) {
+    Reader reader(text);
+    ParseResult result = ParseResult::success;
+    try {
+        value = reader.readDocument();
+    } catch (Reader::Failure const& failure) {
+        result = failure.result;
+    }
+    used = reader.at();
+    return result;
+}
+
+}  // namespace foundation::feature::management
