@@ -24,4 +24,5 @@ run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${WORK}/build" -G "${GENERATOR}"
     "-DREADME_EXAMPLE=${WORK}/readme_example.cpp")
 run("${CMAKE_COMMAND}" --build "${WORK}/build")
 run("${WORK}/build/consumer")
+run("${WORK}/build/extension_user" "${WORK}/build/extensions")
 run("${WORK}/build/readme_example")

@@ -11,10 +11,11 @@ using SourceLocation = foundation::log::SourceLocation;
 /// The severities of the library's records: bits of a channel's mask. The function traces' own, 32 and 64,
 /// are the logger's.
 namespace severity {
-inline constexpr unsigned parameters = 2;    // of each registration and lookup
-inline constexpr unsigned details = 8;       // of lookups
-inline constexpr unsigned changes = 16;      // of values, environment overrides included
-inline constexpr unsigned rejections = 512;  // of registrations and of environment values
+inline constexpr unsigned parameters = 2;     // of each registration and lookup
+inline constexpr unsigned details = 8;        // of lookups
+inline constexpr unsigned changes = 16;       // of values, environment overrides included
+inline constexpr unsigned slowLookups = 256;  // and failing registration services
+inline constexpr unsigned rejections = 512;   // of registrations, environment values and extension manifests
 }  // namespace severity
 
 /// The channels on which more than one function logs.

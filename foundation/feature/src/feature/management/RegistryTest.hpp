@@ -75,14 +75,14 @@ std::string textThrown(Call&& call) {
     return {};
 }
 
-/// The records so far, each as "<severity>: <message>". They must all be of `channel`, and name the registry's source,
-/// which is the same wherever the library was built.
+/// The records so far, each as "<severity>: <message>". They must all be of `channel`, and name a source of the
+/// library, the same wherever it was built.
 inline std::vector<std::string> written(foundation::test::LogCapture const& capture,
                                         std::string_view channel) {
     std::vector<std::string> lines;
     for (foundation::test::Record const& record : capture.records()) {
         EXPECT_EQ(record.channel, channel);
-        EXPECT_TRUE(record.file.starts_with("foundation/feature/src/feature/management")) << record;
+        EXPECT_TRUE(record.file.starts_with("foundation/feature/src/feature/")) << record;
         lines.push_back(std::to_string(record.severity) + ": " + record.message);
     }
     return lines;

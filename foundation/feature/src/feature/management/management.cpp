@@ -12,17 +12,28 @@
 
 #include <foundation/feature/Feature.hpp>
 
+#include <foundation/core/diag/stacktrace.hpp>
+#include <foundation/cppmicroservices.hpp>
+#include <foundation/fctrl_ext/Registration.hpp>
 #include <foundation/usm.hpp>
+
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/Framework.h>
+#include <cppmicroservices/ServiceReference.h>
+#include <cppmicroservices/ServiceTracker.h>
 
 #include "../detail/ThreadSafety.hpp"
 #include "../detail/logging.hpp"
 #include "applyEnvironmentOverride.hpp"
+#include "registerBundleFeatures.hpp"
 #include "validateFeature.hpp"
 
 namespace foundation::feature::management {
 namespace {
 
 using EngineStorage = usm::Detail<usm::scope::Zor>;
+using RegistrationTracker = ::cppmicroservices::ServiceTracker<fctrl_ext::Registration>;
 
 /// One engine instance's copies of the per-instance features: position i holds the copy of the template with
 /// index i.
@@ -130,11 +141,100 @@ AllFeatures& allFeatures() {
     return features;
 }
 
-/// Asks the extension bundles for further features until `isFound()`.
+/// Set while this thread installs the extension bundles or opens a service tracker. A bundle's code that misses a
+/// feature meanwhile must neither wait for what it is itself a part of nor begin it anew.
+thread_local bool isPreparingDiscovery = false;
+
+/// What `prepare()` returns; the mark above is set meanwhile.
+template <class Prepare>
+auto prepareDiscovery(Prepare const& prepare) {
+    struct Mark {
+        Mark() { isPreparingDiscovery = true; }
+        ~Mark() { isPreparingDiscovery = false; }
+    };
+    Mark const mark;
+    return prepare();
+}
+
+/// Installs and starts the extension bundles, and registers the features that their manifests list.
+/// @return  how many bundles there are.
+std::uint64_t installExtensionBundles() {
+    fl::filesystem::path const folder(fl::filesystem::detail::make_native_form(u"bin/win64/fctrl_ext", true));
+    auto const bundles = foundation::cppmicroservices::installAndStart(folder);
+    for (::cppmicroservices::Bundle const& bundle : bundles)
+        registerBundleFeatures(bundle);
+    return bundles.size();
+}
+
+/// An open tracker of the registration services.
+std::unique_ptr<RegistrationTracker> openTracker(::cppmicroservices::BundleContext const& context) {
+    auto tracker = std::make_unique<RegistrationTracker>(context);
+    tracker->Open();
+    return tracker;
+}
+
+/// Where a service comes from, for a record; empty when it has gone meanwhile.
+std::string locationOf(::cppmicroservices::ServiceReferenceBase const& service) {
+    ::cppmicroservices::Bundle const bundle = service.GetBundle();
+    return bundle ? bundle.GetLocation() : std::string();
+}
+
+/// Asks the extension bundles for further features until `isFound()`: installs them, which registers what their
+/// manifests list, and then has one registration service after the other register its own.
+///
+/// Each kind of lookup has a test of its own type and so its own statics, on purpose: each installs the bundles once.
 template <class Test>
 void registerAdditionalFeatures(Test const& isFound) {
-    // No extension bundles yet: nothing to ask.
-    (void)isFound;
+    if (isPreparingDiscovery) return;
+    std::shared_ptr<::cppmicroservices::Framework> const framework =
+        foundation::cppmicroservices::getFramework();
+    if (!framework) return;
+    ::cppmicroservices::BundleContext context = framework->GetBundleContext();
+    if (!context) return;
+
+    static detail::Logger logger(detail::channel::lookup);
+    static constexpr detail::SourceLocation location{
+        detail::managementSource,
+        "void foundation::feature::management::registerAdditionalFeatures(Test const&)",
+        0};
+
+    static std::uint64_t const installedCount = prepareDiscovery(installExtensionBundles);
+    logger.write(detail::severity::details, location, [&](std::ostream& out) {
+        out << "installAndStarted " << installedCount;
+    });
+    if (isFound()) return;
+
+    static auto const tracker = prepareDiscovery([&] { return openTracker(context); });
+    auto const services = tracker->GetServiceReferences();
+    logger.write(detail::severity::details, location, [&](std::ostream& out) {
+        out << "found " << services.size() << " foundation::fctrl_ext::Registration instances";
+    });
+    if (logger.isEnabled(detail::severity::slowLookups)) {
+        foundation::core::diag::stacktrace_base const trace(25, 0, true);
+        logger.write(detail::severity::slowLookups, location, [&](std::ostream& out) {
+            out << "slow feature lookup required\n";
+            trace.format(out);
+        });
+    }
+    for (auto const& reference : services) {
+        if (!reference) continue;
+        try {
+            auto service = context.GetService(reference);
+            bool isDone = false;
+            if (service) {
+                service->addFeaturesOnce();
+                isDone = isFound();
+            }
+            service.reset();
+            if (isDone) return;
+        } catch (std::exception const& error) {
+            // One service's failure must not keep the others from being asked.
+            logger.write(detail::severity::slowLookups, location, [&](std::ostream& out) {
+                out << "Unable to load foundation::fctrl_ext::Registration instance: " << error.what() << ": "
+                    << locationOf(reference);
+            });
+        }
+    }
 }
 
 /// Whatever the locale: names are ASCII.

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+
+namespace foundation::test {
+
+/// What the scripted bundles do, by their symbolic names; a test gives it to the framework as the property "script".
+struct Script {
+    std::map<std::string, std::function<void()>> start;        // while the activator starts
+    std::map<std::string, std::function<void()>> addFeatures;  // while the registration service is asked
+
+    static void run(std::map<std::string, std::function<void()>> const& steps, std::string const& name) {
+        auto const step = steps.find(name);
+        if (step != steps.end()) step->second();
+    }
+};
+
+using SharedScript = std::shared_ptr<Script>;
+
+}  // namespace foundation::test

@@ -1,0 +1,43 @@
+#include "Script.hpp"
+
+#include <foundation/fctrl_ext/Registration.hpp>
+
+#include <cppmicroservices/Any.h>
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleActivator.h>
+#include <cppmicroservices/BundleContext.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace {
+
+using foundation::test::Script;
+using foundation::test::SharedScript;
+
+struct Registration final : foundation::fctrl_ext::Registration {
+    Registration(SharedScript script, std::string name)
+        : script_(std::move(script)), name_(std::move(name)) {}
+
+    void addFeatures() override { Script::run(script_->addFeatures, name_); }
+
+private:
+    SharedScript script_;
+    std::string name_;
+};
+
+struct Activator final : cppmicroservices::BundleActivator {
+    void Start(cppmicroservices::BundleContext context) override {
+        auto const script = cppmicroservices::any_cast<SharedScript>(context.GetProperty("script"));
+        std::string const name = context.GetBundle().GetSymbolicName();
+        Script::run(script->start, name);
+        context.RegisterService<foundation::fctrl_ext::Registration>(
+            std::make_shared<Registration>(script, name));
+    }
+    void Stop(cppmicroservices::BundleContext) override {}
+};
+
+}  // namespace
+
+CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(Activator)
