@@ -77,6 +77,16 @@ run(Arguments const& arguments, Environment const& variables = {}, std::filesyst
     return {exitCode, output.empty() ? readFile(outputFile) : "", readFile(errorFile)};
 }
 
+/// What a run printed on standard error, less the records about the extension that is broken on purpose.
+inline std::vector<std::string> errorsBesidesTheBrokenExtension(Outcome const& outcome) {
+    std::vector<std::string> lines = linesOf(outcome.errors);
+    std::erase_if(lines, [](std::string const& line) {
+        return line.find("Unable to get fctrl list from ") != line.npos &&
+               line.find("demo_broken.zip") != line.npos;
+    });
+    return lines;
+}
+
 /// The rows that a run prints as JSON, by name.
 inline std::map<std::string, Object> rowsOf(Arguments arguments, Environment const& variables = {}) {
     arguments.push_back("--json");

@@ -8,6 +8,7 @@
 #include <foundation/log/diagnostic_logger.hpp>
 #include <foundation/usm.hpp>
 
+#include "RunningFramework.hpp"
 #include "catalogueTable.hpp"
 #include "descriptorFile.hpp"
 #include "logging.hpp"
@@ -83,6 +84,19 @@ void report(std::string const& text) {
     static foundation::log::basic_diagnostic_logger<char> logger("demo_host");
     static constexpr foundation::log::SourceLocation location{"demo_host/main.cpp", "report", __LINE__};
     logger.write(8, location, [&](std::ostream& out) { out << text; });
+}
+
+/// Uses features that the host itself does not know. The first lookup that misses makes the library install the
+/// extensions in bin/win64/fctrl_ext and register what their manifests list; what is still missing then, their
+/// registration services are asked for, one after the other. Whoever asks for it need not know which it was:
+/// --log demo_host=8,foundation::feature::lookup=8 shows it.
+void useExtensions() {
+    for (char const* name :
+         {"HostCrashReports", "TranslatorCurveFitting", "SketchingAutomaticConstraints", "NobodysFeature"}) {
+        report("looking for " + std::string(name));
+        std::unique_ptr<IFeature> const feature = management::getFeature(name);
+        report(feature ? "found: declared in " + feature->getFilename() : "not found: no extension has it");
+    }
 }
 
 /// One engine instance at work. What it does depends on its number alone, so that every run gives the same
@@ -174,6 +188,10 @@ void run(Options const& options) {
     registerDescriptorFolder(programFolder() / "descriptors");
     for (std::string const& file : options.descriptorFiles)
         registerDescriptorFile(file);
+
+    // Extensions bring further features. Until there is a framework, lookups make do with what is registered.
+    RunningFramework const framework;
+    useExtensions();
 
     // The instances outlive their threads: the catalogue asks each for its values.
     EngineInstances engines(options.engines);

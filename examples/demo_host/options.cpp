@@ -122,8 +122,8 @@ Options parseOptions(std::vector<std::string> const& arguments) {
 std::string_view helpText() {
     return R"(Usage: demo_host [option]...
 
-Loads feature controls from descriptor files, starts engine instances that read, change and watch
-them, and prints the catalogue.
+Loads feature controls from descriptor files, gets more from the extensions in fctrl_ext/ beside the
+program, starts engine instances that read, change and watch them, and prints the catalogue.
 
 What is loaded and run:
   --descriptors <file>      load this descriptor file too, after those in descriptors/ beside the
@@ -153,12 +153,14 @@ from the default. "reads" and "writes" are sums over all instances, before this 
 Environment:
   QZ_FEATURE_<name>         an integer: the feature's first value in place of its default
   FOUNDATION_LOG            as --log, which comes after it
+  FOUNDATION_ROOT           the folder whose bin/win64/fctrl_ext holds the extensions
 
 Examples:
   demo_host --changed
   demo_host --only Mesh --state Beta --engines 4
   demo_host --descriptors my.json --set Alpha=1 --engines 3
   demo_host --json > catalogue.json
+  demo_host --log demo_host=8,foundation::feature::lookup=8
   demo_host --log foundation::feature::set=16 --set UiDarkTheme=0 --only UiDark
   QZ_FEATURE_SolverGpuAcceleration=1 demo_host --only Gpu
 

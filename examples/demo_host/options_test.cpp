@@ -156,6 +156,7 @@ TEST(TheHelpText, NamesEveryOptionAndEnvironmentVariableAndFitsATerminal) {
                              "--descriptors",
                              "QZ_FEATURE_<name>",
                              "FOUNDATION_LOG",
+                             "FOUNDATION_ROOT",
                              "Examples:",
                              "Exit code:"}) {
         EXPECT_THAT(text, HasSubstr(name));

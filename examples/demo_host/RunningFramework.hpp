@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cppmicroservices/Framework.h>
+
+#include <memory>
+
+namespace demo {
+
+/// A service framework that runs, and is the one in which the process's extensions are installed, for the life of
+/// this object. It must end before `main` returns: the extensions' code is still there then.
+class RunningFramework {
+public:
+    /// @throws std::exception  the framework cannot be started.
+    RunningFramework();
+    ~RunningFramework();
+    RunningFramework(RunningFramework const&) = delete;
+    RunningFramework& operator=(RunningFramework const&) = delete;
+
+private:
+    std::shared_ptr<cppmicroservices::Framework> framework_;
+};
+
+}  // namespace demo
