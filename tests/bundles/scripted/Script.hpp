@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <memory>
@@ -11,6 +12,9 @@ namespace foundation::test {
 struct Script {
     std::map<std::string, std::function<void()>> start;        // while the activator starts
     std::map<std::string, std::function<void()>> addFeatures;  // while the registration service is asked
+    std::map<std::string, std::function<void()>> stop;         // while the activator stops
+    std::string watched;  // a feature that activators watch with code of their bundles; none when empty
+    std::atomic<int> watcherCalls = 0;
 
     static void run(std::map<std::string, std::function<void()>> const& steps, std::string const& name) {
         auto const step = steps.find(name);

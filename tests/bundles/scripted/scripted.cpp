@@ -1,6 +1,8 @@
 #include "Script.hpp"
 
 #include <foundation/fctrl_ext/Registration.hpp>
+#include <foundation/feature/IFeature.hpp>
+#include <foundation/feature/management.hpp>
 
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/Bundle.h>
@@ -27,15 +29,24 @@ private:
     std::string name_;
 };
 
+void watch(SharedScript const& script) {
+    auto const feature = foundation::feature::management::getFeature(script->watched);
+    feature->addCallback([script](foundation::feature::IFeature const&) { ++script->watcherCalls; });
+}
+
 struct Activator final : cppmicroservices::BundleActivator {
     void Start(cppmicroservices::BundleContext context) override {
         auto const script = cppmicroservices::any_cast<SharedScript>(context.GetProperty("script"));
         std::string const name = context.GetBundle().GetSymbolicName();
         Script::run(script->start, name);
+        if (!script->watched.empty()) watch(script);
         context.RegisterService<foundation::fctrl_ext::Registration>(
             std::make_shared<Registration>(script, name));
     }
-    void Stop(cppmicroservices::BundleContext) override {}
+    void Stop(cppmicroservices::BundleContext context) override {
+        auto const script = cppmicroservices::any_cast<SharedScript>(context.GetProperty("script"));
+        Script::run(script->stop, context.GetBundle().GetSymbolicName());
+    }
 };
 
 }  // namespace

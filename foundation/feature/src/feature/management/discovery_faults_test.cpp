@@ -1,0 +1,269 @@
+#include "DiscoveryTest.hpp"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleContext.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#if defined(_WIN32)
+#define FOUNDATION_TEST_NOINLINE
+#else
+#define FOUNDATION_TEST_NOINLINE __attribute__((noinline))
+#endif
+
+namespace foundation::feature::management::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+
+TEST_F(Discovery, NamesEachBundleThatCannotBeUsedAndTheReason) {
+    std::string const withCode = R"("bundle.activator": true)";
+    struct Row {
+        std::string file;
+        std::string reason;
+    };
+    writeFile(folder / "a_nothing.so", "");
+    writeFile(folder / "b_text.so", "this is no library");
+    writeFile(root.path() / "text", "this is no library either, but a manifest follows");
+    bundle_test::writeLibrary(
+        folder / "c_unloadable.so", root.path() / "text", bundle("unloadable", withCode));
+    addManifest("d_code_in_a_zip", withCode);
+    writeZip(folder / "e_bad_json.zip", {{"bad/manifest.json", "{\"bundle.symbolic_name\": }"}});
+    writeZip(folder / "f_no_manifest.zip", {{"none/other.json", "{}"}});
+    writeZip(folder / "g_nameless.zip", {{"nameless/manifest.json", "{}"}});
+    script->start["first"] = [] { throw std::runtime_error("no luck"); };
+    script->start["second"] = [] { throw 7; };
+    fs::rename(addCode("first"), folder / "h_throws.so");
+    fs::rename(addCode("second"), folder / "i_throws_an_int.so");
+    addManifest("z_good", qz("Wanted"));
+
+    Row const rows[] = {
+        {"a_nothing.so", "Could not init zip archive"},
+        {"b_text.so", "Could not init zip archive"},
+        {"c_unloadable.so", "Error loading"},
+        {"d_code_in_a_zip.zip", "Error loading"},
+        {"e_bad_json.zip", "Invalid value."},
+        {"f_no_manifest.zip", "bundle.symbolic_name is not defined"},
+        {"g_nameless.zip", "bundle.symbolic_name is not defined"},
+        {"h_throws.so", "no luck"},
+        {"i_throws_an_int.so", ""},
+    };
+    EXPECT_TRUE(getFeature("Wanted"));
+    EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(1)));
+    EXPECT_THAT(logged(manifestChannel), IsEmpty());
+    auto const lines = logged(installerChannel);
+    ASSERT_EQ(lines.size(), std::size(rows));
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        std::string const head = "512: left out " + text(folder / rows[i].file) + ": ";
+        EXPECT_THAT(lines[i], StartsWith(head));
+        EXPECT_GT(lines[i].size(), head.size()) << "there is a reason";
+        EXPECT_THAT(lines[i], HasSubstr(rows[i].reason));
+    }
+}
+
+TEST_F(Discovery, LogsAManifestValueOfEveryWrongKind) {
+    struct Key {
+        char const* name;
+        std::string kind;    // that it must have
+        std::string before;  // the value, in "qz"
+        std::string after;
+    };
+    std::string const list = R"("features": [)" + descriptor("Wrong") + "]";
+    Key const keys[] = {
+        {"qz", "map", "", ""},
+        {"features", "list", R"({"features": )", "}"},
+        {"component", "map", "{" + list + R"(, "component": )", "}"},
+        {"module", "map", "{" + list + R"(, "module": )", "}"},
+    };
+    struct Value {
+        char const* kind;
+        char const* json;
+    };
+    Value const values[] = {{"bool", "true"},
+                            {"int", "5"},
+                            {"double", "1.5"},
+                            {"text", R"("text")"},
+                            {"list", "[1]"},
+                            {"map", "{}"}};
+    std::vector<std::string> expected;
+    for (Key const& key : keys) {
+        for (Value const& value : values) {
+            if (key.kind == value.kind) continue;
+            std::string const name = std::string(key.name) + "_" + value.kind;
+            expected.push_back("512: Unable to get fctrl list from " +
+                               addManifest(name, R"("qz": )" + key.before + value.json + key.after) +
+                               ": Exception: ");
+        }
+    }
+    std::sort(expected.begin(), expected.end());
+    addManifest("z_good", qz("Wanted"));
+    EXPECT_TRUE(getFeature("Wanted"));
+    auto const lines = logged(manifestChannel);
+    ASSERT_EQ(lines.size(), expected.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_THAT(lines[i], StartsWith(expected[i]));
+        EXPECT_GT(lines[i].size(), expected[i].size()) << "there is a reason";
+    }
+    EXPECT_FALSE(getFeature("Wrong"));
+}
+
+TEST_F(Discovery, TriesAgainAfterAnInstallationThatFailed) {
+    // No file name anywhere: half a surrogate pair.
+    foundation::cppmicroservices::setInstallationRoot(
+        fl::filesystem::path(std::u16string(1, char16_t{0xD800})));
+    addCode("first");
+    addManifest("lists", qz("Listed"));
+    int asked = 0;
+    script->addFeatures["first"] = [&] {
+        ++asked;
+        declare({.name = "Wanted"});
+    };
+    for (Caller const& caller : callers) {
+        SCOPED_TRACE(caller.name);
+        EXPECT_THROW(caller.ask("Missing"), std::range_error);
+        EXPECT_THROW(caller.ask("Missing"), std::range_error) << "and again";
+    }
+    EXPECT_THAT(capture.records(), IsEmpty());
+    runTogether(16, [](int number) {
+        EXPECT_THROW(callers[static_cast<std::size_t>(number) % callers.size()].ask("Missing"),
+                     std::range_error);
+    });
+    foundation::cppmicroservices::setInstallationRoot(root.path());
+    EXPECT_TRUE(getFeature("Listed"));
+    EXPECT_TRUE(getFeature("Wanted"));
+    EXPECT_EQ(asked, 1);
+    EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(2), installed(2), found(1), slowLine));
+    askEverything();
+}
+
+TEST_F(Discovery, PassesOverAServiceThatGoesWhileAnotherIsAsked) {
+    int asked = 0;
+    std::map<std::string, std::string> others = {{"first", "second"}, {"second", "first"}};
+    for (char const* const name : {"first", "second"}) {
+        addCode(name);
+        script->addFeatures[name] = [&, name] {
+            ++asked;
+            for (auto& bundle : running.context().GetBundles()) {
+                if (bundle.GetSymbolicName() == others[name]) bundle.Stop();
+            }
+        };
+    }
+    EXPECT_FALSE(getFeature("Missing"));
+    EXPECT_EQ(asked, 1);
+    EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(2), found(2), slowLine))
+        << "no failure is logged";
+    capture.clear();
+    EXPECT_FALSE(getFeature("Missing"));
+    EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(2), found(1), slowLine));
+}
+
+TEST_F(Discovery, MayBeAskedByABundleThatTheHostStarts) {
+    std::string const location = addCode("first");
+    addManifest("lists", qz("Listed"));
+    bool isListed = false;
+    script->start["first"] = [&] {
+        askEverything();
+        isListed = getFeature("Listed") != nullptr;
+    };
+    auto bundles = running.context().InstallBundles(location);
+    bundles.at(0).Start();
+    EXPECT_TRUE(isListed);
+    capture.clear();
+    askEverything();
+    EXPECT_THAT(logged(installerChannel), IsEmpty());
+}
+
+TEST_F(Discovery, MayBeAskedByABundleThatStops) {
+    int stopped = 0;
+    for (char const* const name : {"first", "second"}) {
+        addCode(name);
+        script->stop[name] = [&] {
+            askEverything();
+            ++stopped;
+        };
+    }
+    EXPECT_FALSE(getFeature("Missing"));  // The other kinds of lookup begin while the framework stops.
+    running.stop();
+    EXPECT_EQ(stopped, 2);
+    EXPECT_TRUE(isUnknown("Missing"));
+}
+
+TEST_F(Discovery, GoesOnWithAnotherFramework) {
+    addCode("first");
+    int asked = 0;
+    script->addFeatures["first"] = [&] {
+        ++asked;
+        throw std::runtime_error("asked");
+    };
+    EXPECT_FALSE(getFeature("Missing"));
+    EXPECT_EQ(asked, 1);
+
+    auto const otherScript = std::make_shared<Script>();
+    otherScript->addFeatures["first"] = [] { declare({.name = "Wanted"}); };
+    RunningFramework other({{"script", Any(otherScript)}});
+    foundation::cppmicroservices::setFramework(std::make_shared<Framework>(other.framework));
+    capture.clear();
+    EXPECT_FALSE(getFeature("Wanted"));
+    EXPECT_THAT(logged(lookupChannel)[0], installed(1)) << "counted once";
+    running.stop();
+    capture.clear();
+    EXPECT_FALSE(getFeature("Wanted"));
+    EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(1), found(0), slowLine))
+        << "the tracker is that of the first framework";
+    // What has not begun yet begins with the framework that is there now.
+    EXPECT_NO_THROW(process::getDataPtr("Wanted"));
+    EXPECT_TRUE(getFeature("Wanted"));
+    foundation::cppmicroservices::setFramework(nullptr);
+}
+
+TEST_F(Discovery, OutlivesTheFrameworkThatItBeganWith) {
+    addCode("first");
+    {
+        RunningFramework const brief({{"script", Any(script)}});
+        foundation::cppmicroservices::setFramework(std::make_shared<Framework>(brief.framework));
+        askEverything();
+        foundation::cppmicroservices::setFramework(std::make_shared<Framework>(running.framework));
+    }
+    for (Caller const& caller : callers) {
+        SCOPED_TRACE(caller.name);
+        capture.clear();
+        caller.ask("Missing");
+        EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(1), found(0), slowLine));
+    }
+}
+
+#if !defined(_WIN32)
+FOUNDATION_TEST_NOINLINE bool functionOfTheHostThatLooks(Caller const& caller) {
+    caller.ask("Missing");
+    return true;  // Not a jump into the call.
+}
+
+TEST_F(Discovery, NamesTheFunctionThatLooksAndThePublicOperationInTheStack) {
+    for (Caller const& caller : callers) {
+        SCOPED_TRACE(caller.name);
+        capture.clear();
+        EXPECT_TRUE(functionOfTheHostThatLooks(caller));
+        auto const records = capture.records();
+        ASSERT_FALSE(records.empty());
+        std::string const& stack = records.back().message;
+        EXPECT_THAT(stack, HasSubstr("functionOfTheHostThatLooks("));
+        EXPECT_THAT(stack,
+                    testing::ContainsRegex("# foundation::feature::management::([a-z]+::)?" +
+                                           std::string(caller.name) + "\\("));
+    }
+}
+#endif
+
+}  // namespace
+}  // namespace foundation::feature::management::test
