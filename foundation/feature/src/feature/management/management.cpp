@@ -173,6 +173,14 @@ std::unique_ptr<RegistrationTracker> openTracker(::cppmicroservices::BundleConte
     return tracker;
 }
 
+/// Closes a tracker when the process ends. It is not destroyed: a bundle that the framework stops still later, and
+/// that looks something up then, has to find it closed, not gone.
+struct CloseAtExit {
+    ~CloseAtExit() { tracker.Close(); }
+
+    RegistrationTracker& tracker;
+};
+
 /// Where a service comes from, for a record; empty when it has gone meanwhile.
 std::string locationOf(::cppmicroservices::ServiceReferenceBase const& service) {
     ::cppmicroservices::Bundle const bundle = service.GetBundle();
@@ -204,8 +212,9 @@ void registerAdditionalFeatures(Test const& isFound) {
     });
     if (isFound()) return;
 
-    static auto const tracker = prepareDiscovery([&] { return openTracker(context); });
-    auto const services = tracker->GetServiceReferences();
+    static RegistrationTracker& tracker = *prepareDiscovery([&] { return openTracker(context); }).release();
+    static CloseAtExit const closing{tracker};
+    auto const services = tracker.GetServiceReferences();
     logger.write(detail::severity::details, location, [&](std::ostream& out) {
         out << "found " << services.size() << " foundation::fctrl_ext::Registration instances";
     });
