@@ -1,4 +1,5 @@
-# Fails when the sources hold a text that docs/messages.md lacks.
+# Fails when the sources hold a text that docs/messages.md lacks, or a table there begins a row with a text that no
+# source holds.
 #
 #   cmake -DSOURCE=<top folder> -P messagesAreComplete.cmake
 #
@@ -41,6 +42,30 @@ function(check_literal literal file)
   set(count "${count}" PARENT_SCOPE)
 endfunction()
 
+# Whether a text stands in one literal, or is put together from the end of one and, so on, the beginnings of others.
+# `start` is a line break where it must begin one.
+function(is_in_sources text start result)
+  set(${result} TRUE PARENT_SCOPE)
+  string(FIND "${literals}" "${start}${text}" found)
+  if(NOT found EQUAL -1)
+    return()
+  endif()
+  string(LENGTH "${text}" cut)
+  while(cut GREATER 1)
+    math(EXPR cut "${cut} - 1")
+    string(SUBSTRING "${text}" 0 ${cut} head)
+    string(FIND "${literals}" "${start}${head}\n" found)
+    if(NOT found EQUAL -1)
+      string(SUBSTRING "${text}" ${cut} -1 tail)
+      is_in_sources("${tail}" "\n" is_found)
+      if(is_found)
+        return()
+      endif()
+    endif()
+  endwhile()
+  set(${result} FALSE PARENT_SCOPE)
+endfunction()
+
 file(READ "${SOURCE}/docs/messages.md" page)
 file(GLOB_RECURSE files RELATIVE "${SOURCE}" "${SOURCE}/foundation/feature/src/feature/*.cpp")
 list(FILTER files EXCLUDE REGEX "_(test|fuzz)\\.cpp$")
@@ -51,6 +76,7 @@ list(APPEND files
     host/json/src/parse.cpp)
 
 set(count 0)
+set(literals "\n")
 foreach(file IN LISTS files)
   file(READ "${SOURCE}/${file}" code)
   remove_what_is_no_text("${code}" code)
@@ -65,6 +91,8 @@ foreach(file IN LISTS files)
     string(SUBSTRING "${code}" ${begin} -1 code)
     string(REPLACE "\\\"" "\"" plain "${plain}")
     string(REPLACE "\\\\" "\\" plain "${plain}")
+    string(REPLACE "\\n" "\n" literal "${raw}${plain}\n")
+    string(APPEND literals "${literal}")
     check_literal("${raw}${plain}" "${file}")
   endwhile()
   if(code MATCHES "\"")
@@ -72,8 +100,32 @@ foreach(file IN LISTS files)
   endif()
 endforeach()
 
+# The other way: what stands between the placeholders of a row's first cell.
+set(rows 0)
+set(rest "${page}")
+while(rest MATCHES "\n[|] `([^`\n]*)`")
+  set(row "${CMAKE_MATCH_1}")
+  string(FIND "${rest}" "${CMAKE_MATCH_0}" begin)
+  string(LENGTH "${CMAKE_MATCH_0}" length)
+  math(EXPR begin "${begin} + ${length}")
+  string(SUBSTRING "${rest}" ${begin} -1 rest)
+  math(EXPR rows "${rows} + 1")
+  string(REGEX REPLACE "<[^>]*>|⏎" "\n" parts "${row}\n")
+  while(parts MATCHES "^([^\n]*)\n(.*)$")
+    set(part "${CMAKE_MATCH_1}")
+    set(parts "${CMAKE_MATCH_2}")
+    is_in_sources("${part}" "" is_found)
+    if(NOT is_found)
+      message(SEND_ERROR "no source has \"${part}\" of docs/messages.md: \"${row}\"")
+    endif()
+  endwhile()
+endwhile()
+
 # Guards the script itself: a wrong folder or pattern would find nothing to complain about.
 if(count LESS 50)
   message(SEND_ERROR "only ${count} texts were found in the sources")
 endif()
-message(STATUS "${count} texts")
+if(rows LESS 50)
+  message(SEND_ERROR "only ${rows} rows were found in docs/messages.md")
+endif()
+message(STATUS "${count} texts, ${rows} rows")
