@@ -2,6 +2,8 @@
 
 #include <foundation/cppmicroservices.hpp>
 
+#include <cppmicroservices/Bundle.h>
+#include <cppmicroservices/BundleContext.h>
 #include <cppmicroservices/FrameworkEvent.h>
 #include <cppmicroservices/FrameworkFactory.h>
 
@@ -28,6 +30,10 @@ RunningFramework::~RunningFramework() {
     } catch (std::exception const& error) {
         std::cerr << "demo_host: the service framework does not stop: " << error.what() << '\n';
     }
+}
+
+std::size_t RunningFramework::bundleCount() const {
+    return framework_->GetBundleContext().GetBundles().size() - 1;
 }
 
 }  // namespace demo

@@ -2,6 +2,7 @@
 
 #include <cppmicroservices/Framework.h>
 
+#include <cstddef>
 #include <memory>
 
 namespace demo {
@@ -15,6 +16,9 @@ public:
     ~RunningFramework();
     RunningFramework(RunningFramework const&) = delete;
     RunningFramework& operator=(RunningFramework const&) = delete;
+
+    /// How many bundles are installed, the framework's own not counted.
+    std::size_t bundleCount() const;
 
 private:
     std::shared_ptr<cppmicroservices::Framework> framework_;

@@ -13,7 +13,7 @@ namespace {
 using test::cellsOf;
 using test::engineValues;
 using test::Environment;
-using test::errorsBesidesTheBrokenExtension;
+using test::errorsBesidesExtensions;
 using test::linesOf;
 using test::number;
 using test::Outcome;
@@ -56,13 +56,13 @@ TEST(ASetting, OfAnUnknownFeatureIsAnErrorOfOneLine) {
     Outcome const unknown = run({"--set", "NoSuchFeature=1"});
     EXPECT_EQ(unknown.exitCode, 1);
     EXPECT_EQ(unknown.output, "");
-    EXPECT_THAT(errorsBesidesTheBrokenExtension(unknown),
+    EXPECT_THAT(errorsBesidesExtensions(unknown),
                 ElementsAre("demo_host: no feature is called \"NoSuchFeature\""));
     Outcome const misspelt = run({"--set", "uiDarktheme=1"});
     EXPECT_EQ(misspelt.exitCode, 1);
     EXPECT_EQ(misspelt.output, "");
     EXPECT_THAT(
-        errorsBesidesTheBrokenExtension(misspelt),
+        errorsBesidesExtensions(misspelt),
         ElementsAre("demo_host: no feature is called \"uiDarktheme\"; did you mean \"UiDarkTheme\"?"));
 }
 
@@ -225,7 +225,7 @@ TEST(AMistakeInTheCommandLine, EndsWithOneLineThatPointsAtHelp) {
 TEST(AnOutputThatCannotBeWritten, IsAnError) {
     Outcome const outcome = run({}, {}, "/dev/full");
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_THAT(errorsBesidesTheBrokenExtension(outcome),
+    EXPECT_THAT(errorsBesidesExtensions(outcome),
                 ElementsAre("demo_host: standard output cannot be written"));
 }
 #endif

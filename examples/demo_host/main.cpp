@@ -18,6 +18,7 @@
 
 #include <boost/signals2/connection.hpp>
 
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <future>
@@ -79,22 +80,32 @@ void setUnlessDecided(IFeature& feature, int value) {
     if (feature.get() == feature.getDefaultValue()) feature.set(value);
 }
 
-/// Writes a record of our own: --log demo_host=8 shows them.
-void report(std::string const& text) {
+/// Severities of our own records: --log demo_host=8 shows the steps; notices are shown unless a mask says otherwise.
+constexpr unsigned steps = 8;
+constexpr unsigned notices = 512;
+
+/// Writes a record of our own.
+void report(std::string const& text, unsigned severity = steps) {
     static foundation::log::basic_diagnostic_logger<char> logger("demo_host");
     static constexpr foundation::log::SourceLocation location{"demo_host/main.cpp", "report", __LINE__};
-    logger.write(8, location, [&](std::ostream& out) { out << text; });
+    logger.write(severity, location, [&](std::ostream& out) { out << text; });
 }
 
 /// Uses features that the host itself does not know. The first lookup that misses makes the library install the
 /// extensions in bin/win64/fctrl_ext and register what their manifests list; what is still missing then, their
-/// registration services are asked for, one after the other. Whoever asks for it need not know which it was:
-/// --log demo_host=8,foundation::feature::lookup=8 shows it.
-void useExtensions() {
+/// registration services are asked for, one after the other. Whoever asks for it need not know which it was; here
+/// we tell which lookup it was, and --log demo_host=8,foundation::feature::lookup=8 shows all the library did.
+void useExtensions(RunningFramework const& framework) {
     for (char const* name :
          {"HostCrashReports", "TranslatorCurveFitting", "SketchingAutomaticConstraints", "NobodysFeature"}) {
         report("looking for " + std::string(name));
+        std::size_t const before = framework.bundleCount();
         std::unique_ptr<IFeature> const feature = management::getFeature(name);
+        if (std::size_t const added = framework.bundleCount() - before; added != 0) {
+            report("the lookup of " + std::string(name) + " made the library install " +
+                       std::to_string(added) + " extensions",
+                   notices);
+        }
         report(feature ? "found: declared in " + feature->getFilename() : "not found: no extension has it");
     }
 }
@@ -134,8 +145,8 @@ void runEngine(std::size_t number, usm::EngineInstance& instance) {
         if (*refinement) setUnlessDecided(recompute, 1);  // a read like any other: it is counted
         if (isTracing) ++tracedSteps;
     };
-    std::size_t const steps = 10 * number;
-    for (std::size_t i = 0; i < steps; ++i)
+    std::size_t const plainSteps = 10 * number;
+    for (std::size_t i = 0; i < plainSteps; ++i)
         step();
     {
         // A stretch with the feature forced on. At its end the earlier value comes back; the watcher hears of
@@ -144,7 +155,7 @@ void runEngine(std::size_t number, usm::EngineInstance& instance) {
         for (std::size_t i = 0; i < number; ++i)
             step();
     }
-    report("engine " + std::to_string(number) + ": " + std::to_string(steps + number) + " steps, " +
+    report("engine " + std::to_string(number) + ": " + std::to_string(plainSteps + number) + " steps, " +
            std::to_string(tracedSteps) + " of them traced, with " + std::to_string(trials) +
            " Beta features on");
 }
@@ -191,7 +202,7 @@ void run(Options const& options) {
 
     // Extensions bring further features. Until there is a framework, lookups make do with what is registered.
     RunningFramework const framework;
-    useExtensions();
+    useExtensions(framework);
 
     // The instances outlive their threads: the catalogue asks each for its values.
     EngineInstances engines(options.engines);
