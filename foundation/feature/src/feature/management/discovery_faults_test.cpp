@@ -1,11 +1,15 @@
 #include "DiscoveryTest.hpp"
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <foundation/fctrl_ext/Registration.hpp>
 
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
@@ -166,6 +170,52 @@ TEST_F(Discovery, PassesOverAServiceThatGoesWhileAnotherIsAsked) {
     capture.clear();
     EXPECT_FALSE(getFeature("Missing"));
     EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(2), found(1), slowLine));
+}
+
+/// A service that the host registers itself.
+class Service final : public fctrl_ext::Registration {
+public:
+    explicit Service(std::function<void()> work) : work_(std::move(work)) {}
+
+    void addFeatures() override { work_(); }
+
+private:
+    std::function<void()> work_;
+};
+
+TEST_F(Discovery, AsksManyServicesThatFailForWantOfAFeatureAFewTimesEach) {
+    log::setChannelMask(lookupChannel, slowLookups);
+    constexpr int count = 12;
+    int asked = 0;
+    for (int i = 0; i < count; ++i) {
+        running.context().RegisterService<fctrl_ext::Registration>(std::make_shared<Service>([&] {
+            ++asked;
+            // Its text leaves addFeatures(), so that the service is asked again.
+            process::getDataPtr("Missing");
+        }));
+    }
+    for (int lookup = 1; lookup <= 2; ++lookup) {
+        EXPECT_FALSE(getFeature("Missing"));
+        EXPECT_LE(asked, lookup * 2 * count);
+        EXPECT_GE(asked, lookup * count) << "each lookup tries each of them";
+    }
+    EXPECT_THAT(
+        logged(lookupChannel),
+        testing::Contains("256: Unable to load foundation::fctrl_ext::Registration instance: unregistered "
+                          "feature: Missing: System Bundle")
+            .Times(asked));
+}
+
+TEST_F(Discovery, AsksAServiceAgainThatFailedBeforeAnotherHadRegisteredWhatItNeeds) {
+    running.context().RegisterService<fctrl_ext::Registration>(std::make_shared<Service>([] {
+        getFeature("Wanted");  // Has the other service asked, too early.
+        declare({.name = "Needed"});
+    }));
+    running.context().RegisterService<fctrl_ext::Registration>(std::make_shared<Service>([] {
+        process::getDataPtr("Needed");
+        declare({.name = "Wanted"});
+    }));
+    EXPECT_TRUE(getFeature("Wanted"));
 }
 
 TEST_F(Discovery, MayBeAskedByABundleThatTheHostStarts) {

@@ -187,6 +187,37 @@ std::string locationOf(::cppmicroservices::ServiceReferenceBase const& service) 
     return bundle ? bundle.GetLocation() : std::string();
 }
 
+using RegistrationReference = ::cppmicroservices::ServiceReference<fctrl_ext::Registration>;
+
+/// This thread asking registration services, which may look something up and so have others asked, again from here.
+/// Those that fail then are left to the outermost: asked by each inner one too, the tries would multiply.
+class Asking {
+public:
+    Asking() {
+        if (isOutermost_) failed_ = &own_;
+    }
+    Asking(Asking const&) = delete;
+    Asking& operator=(Asking const&) = delete;
+    ~Asking() {
+        if (isOutermost_) failed_ = nullptr;
+    }
+
+    bool passesOver(RegistrationReference const& service) const {
+        return !isOutermost_ && std::find(failed_->begin(), failed_->end(), service) != failed_->end();
+    }
+
+    void noteFailure(RegistrationReference const& service) { failed_->push_back(service); }
+
+private:
+    // Since the outermost began; null outside.
+    static thread_local std::vector<RegistrationReference>* failed_;
+
+    bool const isOutermost_ = failed_ == nullptr;
+    std::vector<RegistrationReference> own_;
+};
+
+thread_local std::vector<RegistrationReference>* Asking::failed_ = nullptr;
+
 /// Asks the extension bundles for further features until `isFound()`: installs them, which registers what their
 /// manifests list, and then has one registration service after the other register its own.
 ///
@@ -225,8 +256,9 @@ void registerAdditionalFeatures(Test const& isFound) {
             trace.format(out);
         });
     }
-    for (auto const& reference : services) {
-        if (!reference) continue;
+    Asking asking;
+    for (RegistrationReference const& reference : services) {
+        if (!reference || asking.passesOver(reference)) continue;
         try {
             auto service = context.GetService(reference);
             bool isDone = false;
@@ -242,6 +274,7 @@ void registerAdditionalFeatures(Test const& isFound) {
                 out << "Unable to load foundation::fctrl_ext::Registration instance: " << error.what() << ": "
                     << locationOf(reference);
             });
+            asking.noteFailure(reference);
         }
     }
 }
