@@ -139,10 +139,13 @@ TEST_F(Discovery, TriesAgainAfterAnInstallationThatFailed) {
         EXPECT_THROW(caller.ask("Missing"), std::range_error) << "and again";
     }
     EXPECT_THAT(capture.records(), IsEmpty());
+#if !defined(__SANITIZE_THREAD__)
+    // Not under g++'s ThreadSanitizer: there, threads that wait for a static whose initialisation fails wait for ever.
     runTogether(16, [](int number) {
         EXPECT_THROW(callers[static_cast<std::size_t>(number) % callers.size()].ask("Missing"),
                      std::range_error);
     });
+#endif
     foundation::cppmicroservices::setInstallationRoot(root.path());
     EXPECT_TRUE(getFeature("Listed"));
     EXPECT_TRUE(getFeature("Wanted"));
