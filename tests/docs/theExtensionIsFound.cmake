@@ -1,5 +1,9 @@
 # Installs the product, builds the extension that docs/extensions.md shows, as it stands there, and has a host find it.
 
+# Where the build found its packages, besides the prefix that each project is given.
+cmake_path(CONVERT "${PREFIXES}" TO_NATIVE_PATH_LIST native)
+set(ENV{CMAKE_PREFIX_PATH} "${native}")
+
 function(run)
   execute_process(COMMAND ${ARGV} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
