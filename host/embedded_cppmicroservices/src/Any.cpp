@@ -4,6 +4,7 @@
 #include <locale>
 #include <sstream>
 #include <stdexcept>
+#include <string_view>
 
 #if __has_include(<cxxabi.h>)
 #include <cxxabi.h>
@@ -11,10 +12,16 @@
 
 namespace cppmicroservices {
 
+namespace {
+
+constexpr std::string_view exceptionName = "cppmicroservices::BadAnyCastException: ";
+
+}  // namespace
+
 BadAnyCastException::BadAnyCastException(std::string const& message)
     : text_(std::make_shared<std::string const>(
-          "cppmicroservices::BadAnyCastException: " +
-          (message.empty() ? std::string("failed conversion using cppmicroservices::any_cast") : message))) {}
+          message.empty() ? std::string(exceptionName) + "failed conversion using cppmicroservices::any_cast"
+                          : message)) {}
 
 BadAnyCastException::~BadAnyCastException() = default;
 
@@ -45,7 +52,7 @@ std::string demangledName(std::type_info const& type) {
 }
 
 void throwBadAnyCast(char const* operation, std::type_info const& from, std::type_info const& to) {
-    throw BadAnyCastException(std::string(operation) +
+    throw BadAnyCastException(std::string(exceptionName) + operation +
                               ": Failed to convert from cppmicroservices::Any type " + demangledName(from) +
                               " to target type " + demangledName(to));
 }

@@ -48,7 +48,7 @@ Maps makeMaps(any_map::map_type type, std::initializer_list<any_map::value_type>
     case any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS:
         return Maps(std::in_place_index<2>, entries);
     }
-    throw std::logic_error("invalid any_map type");
+    throw std::logic_error("invalid map type");
 }
 
 Any const& followPath(any_map const& map, std::string const& path);

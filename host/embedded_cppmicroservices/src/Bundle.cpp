@@ -45,7 +45,7 @@ bool Bundle::operator==(Bundle const& other) const noexcept {
 }
 
 bool Bundle::operator<(Bundle const& other) const noexcept {
-    if (!data_ || !other.data_) return !data_ && other.data_;
+    if (!data_ || !other.data_) return data_ && !other.data_;
     return data_->id < other.data_->id;
 }
 
@@ -87,6 +87,10 @@ AnyMap const& Bundle::GetHeaders() const {
 }
 
 std::vector<ServiceReferenceU> Bundle::GetRegisteredServices() const {
+    if (data().state == STATE_UNINSTALLED) {
+        throw std::logic_error("Bundle " + data_->symbolicName + " (location=" + data_->location +
+                               ") is in UNINSTALLED state");
+    }
     std::vector<ServiceReferenceU> references;
     if (auto const core = data().core.lock()) {
         for (auto const& entry : core->services().registeredBy(data())) {
@@ -116,14 +120,32 @@ void Bundle::Stop(std::uint32_t) {
 }
 
 void Bundle::Uninstall() {
-    if (isSystem(data())) throw std::runtime_error("the system bundle cannot be uninstalled");
+    if (isSystem(data())) throw std::runtime_error("Cannot uninstall a system bundle.");
     liveCore(data())->uninstallBundle(data_);
+}
+
+std::ostream& operator<<(std::ostream& out, Bundle::State state) {
+    switch (state) {
+    case Bundle::STATE_UNINSTALLED:
+        return out << "UNINSTALLED";
+    case Bundle::STATE_INSTALLED:
+        return out << "INSTALLED";
+    case Bundle::STATE_RESOLVED:
+        return out << "RESOLVED";
+    case Bundle::STATE_STARTING:
+        return out << "STARTING";
+    case Bundle::STATE_STOPPING:
+        return out << "STOPPING";
+    case Bundle::STATE_ACTIVE:
+        return out << "ACTIVE";
+    }
+    return out << "unknown state " << static_cast<unsigned>(state);
 }
 
 std::ostream& operator<<(std::ostream& out, Bundle const& bundle) {
     if (!bundle) return out << "Bundle[]";
-    return out << "Bundle[id=" << bundle.GetBundleId() << ",loc=" << bundle.GetLocation()
-               << ",name=" << bundle.GetSymbolicName() << ']';
+    return out << "Bundle[id=" << bundle.GetBundleId() << ", loc=" << bundle.GetLocation()
+               << ", name=" << bundle.GetSymbolicName() << ", state=" << bundle.GetState() << ']';
 }
 
 }  // namespace cppmicroservices

@@ -51,6 +51,7 @@ bool BundleContext::operator==(BundleContext const& other) const noexcept {
 }
 
 bool BundleContext::operator<(BundleContext const& other) const noexcept {
+    if (!data_ || !other.data_) return data_ && !other.data_;
     return data_ < other.data_;
 }
 

@@ -28,15 +28,14 @@ BundleDescription describe(std::string const& name, std::string const& location,
 
     BundleVersion version;
     if (auto const entry = headers.find(Constants::BUNDLE_VERSION); entry != headers.end()) {
-        std::string const subject = "The Json value for " + Constants::BUNDLE_VERSION + " for bundle " +
-                                    name + " (location=" + location + ") ";
-        auto const* const text = any_cast<std::string>(&entry->second);
-        if (text == nullptr)
-            throw std::runtime_error(installFailure(location) + subject + "must be a string");
         try {
+            auto const* const text = any_cast<std::string>(&entry->second);
+            if (text == nullptr) throw std::invalid_argument("The version identifier must be a string");
             version = BundleVersion(*text);
         } catch (std::invalid_argument const& error) {
-            throw std::runtime_error(installFailure(location) + subject + "is not valid: " + error.what());
+            throw std::runtime_error(installFailure(location) + "The Json value for " +
+                                     Constants::BUNDLE_VERSION + " for bundle " + name +
+                                     " (location=" + location + ") is not valid: " + error.what());
         }
     }
     return {name, version, std::move(headers)};
@@ -59,6 +58,14 @@ AnyMap readManifest(Archive& archive, std::string const& name, std::string const
     }
 }
 
+AnyMap givenManifest(Any const& headers, std::string const& location) {
+    try {
+        return any_cast<AnyMap>(headers);
+    } catch (BadAnyCastException const& error) {
+        throw std::runtime_error(installFailure(location) + error.what());
+    }
+}
+
 }  // namespace
 
 std::string installFailure(std::string const& location) {
@@ -73,7 +80,7 @@ std::vector<BundleDescription> readBundleFile(std::string const& location, AnyMa
     std::vector<BundleDescription> bundles;
     if (!manifests.empty()) {
         for (auto const& [name, headers] : manifests) {
-            bundles.push_back(describe(name, location, ref_any_cast<AnyMap>(headers)));
+            bundles.push_back(describe(name, location, givenManifest(headers, location)));
         }
         std::sort(bundles.begin(), bundles.end(), [](BundleDescription const& a, BundleDescription const& b) {
             return a.symbolicName < b.symbolicName;

@@ -38,7 +38,11 @@ BundleVersion::BundleVersion(std::string const& text) {
         if (dot == std::string_view::npos) return;
         rest.remove_prefix(dot + 1);
     }
-    if (rest.empty() || !std::all_of(rest.begin(), rest.end(), isQualifierCharacter)) throwInvalidFormat();
+    if (rest.empty() || rest.find('.') != std::string_view::npos) throwInvalidFormat();
+    if (!std::all_of(rest.begin(), rest.end(), isQualifierCharacter)) {
+        throw std::invalid_argument("The version identifier is invalid: invalid qualifier: " +
+                                    std::string(rest));
+    }
     qualifier_ = rest;
 }
 

@@ -36,7 +36,7 @@ std::string failureOf(Code const& code) {
     } catch (std::exception const& error) {
         return *error.what() == '\0' ? "an exception without a text" : error.what();
     } catch (...) {
-        return "unknown exception";
+        return "unknown";
     }
 }
 
@@ -246,14 +246,19 @@ std::string FrameworkCore::stopRunning(BundleData& bundle) {
 
 void FrameworkCore::uninstallBundle(BundlePtr const& bundle) {
     std::string failure;
+    ActivatorPtr leaving{nullptr, nullptr};  // Of a start that failed; dies after the lock is released.
     {
         std::unique_lock lock(mutex_);
         Operation::await(*this, *bundle, lock);
+        if (bundle->state == Bundle::STATE_UNINSTALLED) {
+            throw std::logic_error(nameOf(*bundle) + " is in BUNDLE_UNINSTALLED state");
+        }
         requireUsable(*bundle);
         if (bundle->state == Bundle::STATE_ACTIVE) {
             Operation const operation(*this, *bundle, Bundle::STATE_STOPPING, lock);
             failure = stopRunning(*bundle);
         }
+        leaving = std::move(bundle->activator);
         std::erase_if(bundles_, [&](auto const& entry) { return entry.second == bundle; });
         bundle->state = Bundle::STATE_UNINSTALLED;
     }

@@ -12,7 +12,7 @@ namespace {
 using Status = detail::ServiceEntry::Status;
 
 void requireRegistered(std::shared_ptr<detail::ServiceEntry> const& entry) {
-    if (!entry) throw std::logic_error("ServiceRegistration object invalid");
+    if (!entry) throw std::logic_error("ServiceRegistrationBase object invalid");
     if (entry->status != Status::REGISTERED) throw std::logic_error("Service is unregistered");
 }
 

@@ -13,14 +13,14 @@ namespace cppmicroservices::detail {
 
 namespace {
 
+[[noreturn]] void throwCaseVariants(std::string const& key) {
+    throw std::runtime_error("Properties contain case variants of the key: " + key);
+}
+
 AnyMap withoutCase(ServiceProperties const& properties) {
     AnyMap map(any_map::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
     for (auto const& [name, value] : properties) {
-        auto const [entry, inserted] = map.emplace(name, value);
-        if (!inserted) {
-            throw std::invalid_argument("service properties differ in case only: \"" + entry->first +
-                                        "\" and \"" + name + '"');
-        }
+        if (!map.emplace(name, value).second) throwCaseVariants(name);
     }
     return map;
 }
@@ -33,9 +33,14 @@ int rankingOf(AnyMap const& properties) {
 
 /// Sets the properties that are the framework's own.
 void addOwnProperties(AnyMap& properties, ServiceEntry const& entry) {
-    properties[Constants::OBJECTCLASS] = entry.interfaces;
-    properties[Constants::SERVICE_ID] = entry.id;
-    properties[Constants::SERVICE_SCOPE] = Constants::SCOPE_SINGLETON;
+    auto const set = [&properties](std::string const& key, Any value) {
+        auto const same = std::as_const(properties).find(key);
+        if (same != std::as_const(properties).end() && same->first != key) throwCaseVariants(key);
+        properties[key] = std::move(value);
+    };
+    set(Constants::OBJECTCLASS, entry.interfaces);
+    set(Constants::SERVICE_ID, entry.id);
+    set(Constants::SERVICE_SCOPE, Constants::SCOPE_SINGLETON);
 }
 
 void requireValid(BundleContextData const& context) {
@@ -65,8 +70,10 @@ ServiceRegistry::ServiceRegistry(std::shared_ptr<Log> log) : log_(std::move(log)
 ServiceRegistry::EntryPtr ServiceRegistry::add(ContextPtr const& context,
                                                InterfaceMapConstPtr services,
                                                ServiceProperties const& properties) {
-    if (!services || services->empty() ||
-        std::any_of(services->begin(), services->end(), [](auto const& service) {
+    if (!services || services->empty()) {
+        throw std::invalid_argument("Can't register empty InterfaceMap as a service");
+    }
+    if (std::any_of(services->begin(), services->end(), [](auto const& service) {
             return service.second == nullptr;
         })) {
         throw std::invalid_argument("Can't register as null class");
@@ -126,7 +133,9 @@ std::vector<ServiceRegistry::EntryPtr> ServiceRegistry::find(std::string const& 
     {
         std::lock_guard const lock(mutex_);
         std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(found), [&](EntryPtr const& entry) {
-            return std::binary_search(entry->interfaces.begin(), entry->interfaces.end(), interfaceId);
+            auto const& interfaces = entry->interfaces;
+            return interfaceId.empty() ||
+                   std::binary_search(interfaces.begin(), interfaces.end(), interfaceId);
         });
     }
     sortBestFirst(found);

@@ -23,14 +23,15 @@ public:
     explicit ServiceRegistry(std::shared_ptr<Log> log);
 
     /// @throws IllegalStateException  `context` is no longer valid.
-    /// @throws std::invalid_argument  a service is null; two properties differ in case only.
+    /// @throws std::invalid_argument  there is no service, or one is null.
+    /// @throws std::runtime_error     properties differ in case only.
     EntryPtr
     add(ContextPtr const& context, InterfaceMapConstPtr services, ServiceProperties const& properties);
     /// @return  False when the service has been taken back before.
     bool remove(EntryPtr const& entry);
     void setProperties(EntryPtr const& entry, ServiceProperties const& properties);
 
-    /// Best first.
+    /// Best first; an empty id stands for all interfaces.
     [[nodiscard]] std::vector<EntryPtr> find(std::string const& interfaceId) const;
     /// In the order of registration.
     [[nodiscard]] std::vector<EntryPtr> registeredBy(BundleData const& bundle) const;

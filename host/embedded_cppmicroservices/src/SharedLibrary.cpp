@@ -36,7 +36,8 @@ void* loadLibrary(std::string const& location) {
     void* const library = dlopen(location.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (library == nullptr) {
         // The system's reason is a text; there is no error code to go with it.
-        throw std::system_error(std::error_code(), "Error loading " + location + ". " + dlerror());
+        throw std::system_error(std::make_error_code(std::errc()),
+                                "Error loading " + location + ". " + dlerror());
     }
     return library;
 }

@@ -39,6 +39,11 @@ TEST(AnAnyMap, IgnoresTheCaseOfItsKeysUnlessToldOtherwise) {
     }
 }
 
+TEST(AnAnyMap, HasNoOtherType) {
+    EXPECT_EQ(textOf<std::logic_error>([] { AnyMap(static_cast<any_map::map_type>(7)); }),
+              "invalid map type");
+}
+
 TEST(AnAnyMap, FindsInsertsAndErasesInEachOfItsTypes) {
     for (auto const type : allTypes) {
         SCOPED_TRACE(type);

@@ -154,6 +154,10 @@ TEST(AnEmptyAny, IsNullInJsonAndHasNoText) {
     EXPECT_EQ(mapped.ToJSON(), "{\"k\" : null}");
 }
 
+TEST(ABadAnyCast, HasTheTextThatItIsMadeWith) {
+    EXPECT_EQ(BadAnyCastException("why").what(), text("why"));
+}
+
 TEST(AnAny, IsOnePointerLarge) {
     EXPECT_EQ(sizeof(Any), sizeof(void*));
 }

@@ -166,11 +166,20 @@ TEST(AnInvalidContext, RefusesEverything) {
     }
 }
 
+TEST(AFramework, CannotBeUninstalled) {
+    RunningFramework running;
+    EXPECT_EQ(textOf<std::runtime_error>([&] { running.framework.Uninstall(); }),
+              "Cannot uninstall a system bundle.");
+    EXPECT_EQ(running.framework.GetState(), Bundle::STATE_ACTIVE);
+}
+
 TEST(AContext, IsComparedAndLetGo) {
     RunningFramework const running;
     BundleContext context = running.context();
     EXPECT_TRUE(context == running.context());
     EXPECT_TRUE(context != BundleContext());
+    EXPECT_TRUE(context < BundleContext()) << "one that refers to nothing is the last";
+    EXPECT_FALSE(BundleContext() < context);
     context = nullptr;
     EXPECT_FALSE(context);
 }

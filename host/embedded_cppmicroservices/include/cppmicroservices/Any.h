@@ -15,6 +15,7 @@ namespace cppmicroservices {
 /// A cast of an Any to a type that it does not hold. The text names both types.
 class US_Framework_EXPORT BadAnyCastException : public std::bad_cast {
 public:
+    /// @param message  The whole text; a general one when it is empty.
     explicit BadAnyCastException(std::string const& message = {});
     BadAnyCastException(BadAnyCastException const&) = default;
     BadAnyCastException& operator=(BadAnyCastException const&) = default;

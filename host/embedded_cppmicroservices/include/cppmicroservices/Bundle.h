@@ -50,7 +50,7 @@ public:
     virtual ~Bundle();
 
     bool operator==(Bundle const& other) const noexcept;
-    /// By id.
+    /// By id; a handle that refers to none is the last.
     bool operator<(Bundle const& other) const noexcept;
     explicit operator bool() const noexcept;
 
@@ -66,6 +66,8 @@ public:
     /// The manifest. Valid as long as a handle to this bundle exists.
     [[nodiscard]] AnyMap const& GetHeaders() const;
     /// What the bundle has registered and not taken back.
+    ///
+    /// @throws std::logic_error  "Bundle <name> (location=<file>) is in UNINSTALLED state".
     [[nodiscard]] std::vector<ServiceReferenceU> GetRegisteredServices() const;
 
     /// Starts the bundle; an active one stays as it is. Loads the code and calls the activator when the
@@ -73,8 +75,7 @@ public:
     ///
     /// @throws std::logic_error        "Bundle <name> (location=<file>) is uninstalled".
     /// @throws std::runtime_error      the activator threw or is missing, or the framework has stopped; the
-    /// bundle
-    ///                                 is not started.
+    ///                                 bundle is not started.
     /// @throws SharedLibraryException  the code cannot be loaded.
     void Start();
     /// The same: nothing is kept between two runs, so that there are no options to tell apart.
@@ -82,9 +83,13 @@ public:
     /// Stops the bundle, if it is active, and takes its services back.
     ///
     /// @throws std::runtime_error  the activator threw; the bundle is stopped all the same.
+    /// @throws std::logic_error    "Bundle <name> (location=<file>) is uninstalled".
     void Stop();
     void Stop(std::uint32_t options);
-    /// Stops the bundle and takes it out of the framework. @throws std::logic_error  it has been already.
+    /// Stops the bundle and takes it out of the framework. What its activator throws goes to the log.
+    ///
+    /// @throws std::logic_error    "Bundle <name> (location=<file>) is in BUNDLE_UNINSTALLED state".
+    /// @throws std::runtime_error  "Cannot uninstall a system bundle."; the framework has stopped.
     void Uninstall();
 
 protected:
@@ -100,6 +105,9 @@ private:
     std::shared_ptr<detail::FrameworkHolder> holder_;
 };
 
+/// "INSTALLED", "ACTIVE" and so on.
+US_Framework_EXPORT std::ostream& operator<<(std::ostream& out, Bundle::State state);
+/// "Bundle[id=<id>, loc=<file>, name=<symbolic name>, state=<state>]"; "Bundle[]" when it refers to none.
 US_Framework_EXPORT std::ostream& operator<<(std::ostream& out, Bundle const& bundle);
 
 }  // namespace cppmicroservices

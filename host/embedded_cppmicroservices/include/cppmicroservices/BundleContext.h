@@ -34,6 +34,7 @@ public:
     ~BundleContext();
 
     bool operator==(BundleContext const& other) const noexcept;
+    /// In no particular order, but that a context that refers to nothing is the last.
     bool operator<(BundleContext const& other) const noexcept;
     explicit operator bool() const noexcept;
 
@@ -52,9 +53,8 @@ public:
     /// are given as they are.
     ///
     /// @param location        A zip file, or a shared library with a zip appended (UTF-8). A bundle's code is
-    /// loaded
-    ///                        by just this text: without a slash it is looked for where the system's loader
-    ///                        looks.
+    ///                        loaded by just this text: without a slash it is looked for where the system's
+    ///                        loader looks.
     /// @param bundleManifest  Manifests by symbolic name, to be taken instead of those in the file.
     /// @return                The bundles, in the order of their symbolic names.
     /// @throws std::runtime_error  the file or a manifest cannot be read, or the bundle is there already from
@@ -65,27 +65,29 @@ public:
 
     /// Registers `service` under the interfaces I1 and Is.
     ///
-    /// @throws std::invalid_argument  "Can't register as null class", for a null pointer; two properties
-    /// differ in
-    ///                                case only.
+    /// @throws std::invalid_argument  "Can't register as null class", for a null pointer.
+    /// @throws std::runtime_error     "Properties contain case variants of the key: <key>".
     template <class I1, class... Is, class Impl>
     ServiceRegistration<I1, Is...> RegisterService(std::shared_ptr<Impl> const& service,
                                                    ServiceProperties const& properties = {}) {
         return ServiceRegistration<I1, Is...>(
             RegisterService(makeInterfaceMap<I1, Is...>(service), properties));
     }
+    /// The same under the interfaces of a map.
+    ///
+    /// @throws std::invalid_argument  "Can't register empty InterfaceMap as a service", also for a null map.
     [[nodiscard]] ServiceRegistrationU RegisterService(InterfaceMapConstPtr const& services,
                                                        ServiceProperties const& properties = {});
 
     /// The service of that interface with the highest ranking, among equals the one registered first; an
-    /// invalid reference when there is none.
+    /// invalid reference when there is none. An empty id stands for all interfaces.
     template <class S>
     [[nodiscard]] ServiceReference<S> GetServiceReference() {
         return ServiceReference<S>(GetServiceReference(us_service_interface_iid<S>()));
     }
     [[nodiscard]] ServiceReferenceU GetServiceReference(std::string const& clazz);
 
-    /// All of them, best first.
+    /// All of them, best first. An empty id stands for all interfaces.
     template <class S>
     [[nodiscard]] std::vector<ServiceReference<S>> GetServiceReferences() {
         auto const found = GetServiceReferences(us_service_interface_iid<S>());

@@ -15,7 +15,8 @@ public:
     BundleVersion() = default;
     /// Reads "1", "1.2", "1.2.3" or "1.2.3.qualifier"; an empty text is 0.0.0.
     ///
-    /// @throws std::invalid_argument  "The version identifier is invalid: invalid format".
+    /// @throws std::invalid_argument  "The version identifier is invalid: invalid format" or "...: invalid
+    ///                                qualifier: <qualifier>".
     US_Framework_EXPORT explicit BundleVersion(std::string const& text);
 
     [[nodiscard]] unsigned GetMajor() const noexcept { return major_; }

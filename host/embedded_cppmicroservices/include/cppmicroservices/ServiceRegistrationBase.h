@@ -13,7 +13,8 @@ namespace cppmicroservices {
 /// @threads  Any; one handle like a plain value.
 class US_Framework_EXPORT ServiceRegistrationBase {
 public:
-    /// Refers to nothing: false, and every other member throws std::logic_error.
+    /// Refers to nothing: false, and every other member throws std::logic_error "ServiceRegistrationBase
+    /// object invalid".
     ServiceRegistrationBase() noexcept;
     ServiceRegistrationBase(ServiceRegistrationBase const& other);
     ServiceRegistrationBase& operator=(ServiceRegistrationBase const& other);
@@ -24,16 +25,16 @@ public:
     bool operator==(ServiceRegistrationBase const& other) const noexcept;
     bool operator<(ServiceRegistrationBase const& other) const noexcept;
 
-    /// @throws std::logic_error  the service has been taken back.
+    /// @throws std::logic_error  "Service is unregistered".
     [[nodiscard]] ServiceReferenceBase GetReference(std::string const& interfaceId = {}) const;
     /// Replaces the properties, but for those that the framework sets.
     ///
-    /// @throws std::logic_error       the service has been taken back.
-    /// @throws std::invalid_argument  two names differ in case only.
+    /// @throws std::logic_error    "Service is unregistered".
+    /// @throws std::runtime_error  "Properties contain case variants of the key: <key>"; they stay as they are.
     void SetProperties(ServiceProperties const& properties);
     /// Takes the service back: trackers are told, then references turn false.
     ///
-    /// @throws std::logic_error  it has been already.
+    /// @throws std::logic_error  "Service is unregistered".
     void Unregister();
 
 private:

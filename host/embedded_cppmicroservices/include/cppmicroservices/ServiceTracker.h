@@ -73,8 +73,11 @@ public:
         return WaitForService(std::chrono::milliseconds::zero());
     }
     /// The same for at most `timeout`; zero waits without an end.
+    ///
+    /// @throws std::invalid_argument  "negative timeout".
     template <class Rep, class Period>
     [[nodiscard]] std::shared_ptr<T> WaitForService(std::chrono::duration<Rep, Period> const& timeout) {
+        if (timeout < timeout.zero()) throw std::invalid_argument("negative timeout");
         core_->wait(std::chrono::duration_cast<std::chrono::nanoseconds>(timeout));
         return GetService();
     }
