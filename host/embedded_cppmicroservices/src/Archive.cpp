@@ -104,7 +104,7 @@ struct Archive::Content {
             auto name = currentName(zip);
             unz64_file_pos position = {};
             if (!name || unzGetFilePos64(zip, &position) != UNZ_OK) return false;
-            entries.emplace(*std::move(name), position);
+            entries.insert_or_assign(*std::move(name), position);
         }
         return status == UNZ_END_OF_LIST_OF_FILE;
     }
@@ -134,11 +134,21 @@ std::set<std::string> Archive::topFolders() const {
     return folders;
 }
 
-std::optional<std::string> Archive::read(std::string const& name) {
+std::optional<std::string> Archive::read(std::string const& name, std::size_t limit) {
     auto const entry = content_->entries.find(name);
     if (entry == content_->entries.end()) return std::nullopt;
     auto const cannotRead = [&name] { return std::runtime_error(name + " cannot be read"); };
     if (unzGoToFilePos64(content_->zip, &entry->second) != UNZ_OK) throw cannotRead();
+    unz_file_info64 info = {};
+    if (unzGetCurrentFileInfo64(content_->zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) {
+        throw cannotRead();
+    }
+    // What it cannot decompress, the zip library may give as it is.
+    if (info.compression_method != 0 && info.compression_method != Z_DEFLATED) throw cannotRead();
+    // The zip library gives no more than the size that is written there, whatever the data become.
+    if (info.uncompressed_size > limit) {
+        throw std::runtime_error(name + " has more than " + std::to_string(limit) + " bytes");
+    }
     if (unzOpenCurrentFile(content_->zip) != UNZ_OK) throw cannotRead();
 
     std::string text;

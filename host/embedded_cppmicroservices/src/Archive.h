@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -21,9 +22,10 @@ public:
     /// The names before the first slash, of the entries that have one.
     [[nodiscard]] std::set<std::string> topFolders() const;
 
-    /// @return  The entry's content; nothing when there is no such entry.
-    /// @throws std::runtime_error  "<name> cannot be read".
-    [[nodiscard]] std::optional<std::string> read(std::string const& name);
+    /// @param limit  The most bytes that are read.
+    /// @return       The entry's content; nothing when there is no such entry. Of equal names the last counts.
+    /// @throws std::runtime_error  "<name> cannot be read"; "<name> has more than <limit> bytes".
+    [[nodiscard]] std::optional<std::string> read(std::string const& name, std::size_t limit);
 
 private:
     struct Content;

@@ -13,6 +13,9 @@ namespace cppmicroservices::detail {
 
 namespace {
 
+/// Bytes of one manifest. A small zip could fill the memory otherwise.
+constexpr std::size_t largestManifest = 16U * 1024 * 1024;
+
 BundleDescription describe(std::string const& name, std::string const& location, AnyMap headers) {
     auto const symbolicName = headers.find(Constants::BUNDLE_SYMBOLICNAME);
     if (symbolicName == headers.end()) {
@@ -45,7 +48,7 @@ BundleDescription describe(std::string const& name, std::string const& location,
 AnyMap readManifest(Archive& archive, std::string const& name, std::string const& location) {
     std::optional<std::string> json;
     try {
-        json = archive.read(name + "/manifest.json");
+        json = archive.read(name + "/manifest.json", largestManifest);
     } catch (std::runtime_error const& error) {
         throw std::runtime_error(installFailure(location) + error.what());
     }
