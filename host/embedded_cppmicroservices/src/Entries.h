@@ -67,7 +67,7 @@ struct BundleData {
     // Guarded by the framework's lock: the thread that starts or stops the bundle, if one does.
     std::optional<std::thread::id> operation;
 
-    // Touched only by the thread that starts or stops the bundle.
+    // Touched only by the thread that starts, stops or uninstalls the bundle.
     ActivatorPtr activator{nullptr, nullptr};
 
 private:
