@@ -19,7 +19,6 @@ namespace {
 using json::ParseResult;
 using json::Value;
 
-constexpr std::size_t deepest = 512;
 constexpr std::string_view typedData = "qzdata";
 constexpr std::string_view typeOfData = "qztype";
 
@@ -92,7 +91,7 @@ public:
         ParseResult result;
     };
 
-    explicit Reader(std::string_view text) : text_(text) {}
+    Reader(std::string_view text, std::size_t depth) : text_(text), depth_(depth) {}
 
     std::size_t at() const { return at_; }
     Value readDocument();
@@ -111,9 +110,13 @@ private:
     };
 
     [[noreturn]] void fail(ParseResult result) const { throw Failure{result}; }
-    [[noreturn]] void fail(ParseResult result, std::size_t at);
+    [[noreturn]] void fail(ParseResult result, std::size_t at) {
+        at_ = at;
+        fail(result);
+    }
 
     bool atEnd() const { return at_ == text_.size(); }
+    bool isDeepest() const { return depth_ + levels_.size() >= deepestNesting; }
     bool take(char c);
     void skipBlanks();
     bool skipDigits();
@@ -135,14 +138,10 @@ private:
     char16_t readUnit(std::size_t escapeAt);
 
     std::string_view text_;
+    std::size_t depth_;  // outside the text
     std::size_t at_ = 0;
     std::vector<Level> levels_;
 };
-
-void Reader::fail(ParseResult result, std::size_t at) {
-    at_ = at;
-    fail(result);
-}
 
 bool Reader::take(char c) {
     if (atEnd() || text_[at_] != c) return false;
@@ -231,7 +230,7 @@ std::optional<Value> Reader::continueLevel(Value element) {
 }
 
 void Reader::open(bool isObject) {
-    if (levels_.size() == deepest) fail(ParseResult::nestingTooDeep);
+    if (isDeepest()) fail(ParseResult::nestingTooDeep);
     levels_.emplace_back().isObject = isObject;
     ++at_;
     skipBlanks();
@@ -272,7 +271,7 @@ void Reader::rereadData(Level& level) {
 /// what was read as integers before.
 Value Reader::readIntegers(Level& level) {
     if (!take('[')) fail(ParseResult::typedArrayExpected);
-    if (levels_.size() == deepest) fail(ParseResult::nestingTooDeep, at_ - 1);
+    if (isDeepest()) fail(ParseResult::nestingTooDeep, at_ - 1);
     std::vector<Value> items;
     skipBlanks();
     for (bool isComplete = take(']'); !isComplete; isComplete = take(']')) {
@@ -391,8 +390,8 @@ char16_t Reader::readUnit(std::size_t escapeAt) {
 
 }  // namespace
 
-json::ParseResult readJson(std::string_view text, json::Value& value, std::size_t& used) {
-    Reader reader(text);
+json::ParseResult readJson(std::string_view text, json::Value& value, std::size_t& used, std::size_t depth) {
+    Reader reader(text, depth);
     ParseResult result = ParseResult::success;
     try {
         value = reader.readDocument();

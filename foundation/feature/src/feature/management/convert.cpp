@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <stdexcept>
+#include <type_traits>
 #include <typeindex>
 #include <unordered_map>
 #include <utility>
@@ -17,64 +18,70 @@ namespace {
 using ::cppmicroservices::Any;
 using ::cppmicroservices::AnyMap;
 
-/// How deep values may be nested, as in JSON text: deeper ones would exhaust the stack of some thread.
-constexpr std::size_t deepest = 512;
-
 json::Value convertAny(Any const& value, std::size_t depth);
 
-/// Turns a value of one type into JSON; `depth` is how many containers it stands in.
+/// Turns a value of one type into JSON; `depth` is how many values it stands in.
 /// @throws ::cppmicroservices::BadAnyCastException  the value holds another type.
 using Converter = json::Value (*)(Any const& value, std::size_t depth);
+
+/// @throws std::runtime_error  a value at `depth` may not contain others.
+void checkDepth(std::size_t depth) {
+    if (depth == management::deepestNesting)
+        throw std::runtime_error("value not converted: it is nested more than 512 levels deep");
+}
 
 json::Value convertNothing(Any const&, std::size_t) {
     return json::Null();
 }
 
+/// A character's code is sign-extended even where plain char is unsigned.
+template <class Number>
+using Signed = std::conditional_t<std::is_same_v<Number, char>, signed char, Number>;
+
 template <class Held, class Kind>
 json::Value convertNumber(Any const& value, std::size_t) {
-    return static_cast<Kind>(::cppmicroservices::ref_any_cast<Held>(value));
-}
-
-// A character's code is sign-extended even where plain char is unsigned.
-json::Value convertCharacter(Any const& value, std::size_t) {
-    return static_cast<std::int64_t>(static_cast<signed char>(::cppmicroservices::ref_any_cast<char>(value)));
+    return static_cast<Kind>(static_cast<Signed<Held>>(::cppmicroservices::ref_any_cast<Held>(value)));
 }
 
 template <class Element, class Kind>
-json::Value convertNumbers(Any const& value, std::size_t) {
+json::Value convertNumbers(Any const& value, std::size_t depth) {
     auto const& elements = ::cppmicroservices::ref_any_cast<std::vector<Element>>(value);
+    checkDepth(depth);
     std::vector<json::Value> result;
     result.reserve(elements.size());
     for (Element const element : elements)
-        result.emplace_back(static_cast<Kind>(element));
+        result.emplace_back(static_cast<Kind>(static_cast<Signed<Element>>(element)));
     return result;
 }
 
 json::Value convertInnerAny(Any const& value, std::size_t depth) {
+    checkDepth(depth);
     return convertAny(::cppmicroservices::ref_any_cast<Any>(value), depth + 1);
 }
 
 std::vector<json::Value> convertElements(std::vector<Any> const& values, std::size_t depth) {
+    checkDepth(depth);
     std::vector<json::Value> result;
     result.reserve(values.size());
     for (Any const& value : values)
-        result.push_back(convertAny(value, depth));
+        result.push_back(convertAny(value, depth + 1));
     return result;
 }
 
 json::Value convertVector(Any const& value, std::size_t depth) {
-    return convertElements(::cppmicroservices::ref_any_cast<std::vector<Any>>(value), depth + 1);
+    return convertElements(::cppmicroservices::ref_any_cast<std::vector<Any>>(value), depth);
 }
 
 std::map<std::string, json::Value> convertMembers(AnyMap const& values, std::size_t depth) {
+    checkDepth(depth);
     std::map<std::string, json::Value> result;
     for (auto const& [key, value] : values)
-        result.emplace(key, convertAny(value, depth));
+        result.emplace(key, convertAny(value, depth + 1));
     return result;
 }
 
 json::Value convertMap(Any const& value, std::size_t depth) {
-    return convertMembers(::cppmicroservices::ref_any_cast<AnyMap>(value), depth + 1);
+    return convertMembers(::cppmicroservices::ref_any_cast<AnyMap>(value), depth);
 }
 
 std::unordered_map<std::type_index, Converter> const& converters() {
@@ -93,7 +100,7 @@ std::unordered_map<std::type_index, Converter> const& converters() {
         {typeid(unsigned long long), convertNumber<unsigned long long, UInt64>},
         {typeid(unsigned long long), convertNumber<unsigned long long, UInt64>},
         {typeid(bool), convertNumber<bool, bool>},
-        {typeid(char), convertCharacter},
+        {typeid(char), convertNumber<char, Int64>},
         {typeid(short), convertNumber<short, Int64>},
         {typeid(int), convertNumber<int, Int64>},
         {typeid(long), convertNumber<long, Int64>},
@@ -120,11 +127,11 @@ std::unordered_map<std::type_index, Converter> const& converters() {
     return table;
 }
 
-/// Reads the text that the framework makes of a value.
-json::Value convertText(std::string const& text) {
+/// Reads the text that the framework makes of a value that stands in `depth` others.
+json::Value convertText(std::string const& text, std::size_t depth) {
     json::Value value;
     std::size_t used = 0;
-    json::ParseResult const result = management::readJson(text, value, used);
+    json::ParseResult const result = management::readJson(text, value, used, depth);
     if (result != json::ParseResult::success) {
         throw json::ParserException(result, json::get_parse_result_description(result), text, used);
     }
@@ -135,11 +142,9 @@ json::Value convertText(std::string const& text) {
 }
 
 json::Value convertAny(Any const& value, std::size_t depth) {
-    if (depth > deepest)
-        throw std::runtime_error("value not converted: it is nested more than 512 levels deep");
     auto const converter = converters().find(value.Type());
     return converter != converters().end() ? converter->second(value, depth)
-                                           : convertText(value.ToJSON(false));
+                                           : convertText(value.ToJSON(false), depth);
 }
 
 }  // namespace

@@ -12,8 +12,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <locale>
 #include <map>
 #include <ostream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -155,7 +157,9 @@ TEST(AVector, OfSignedNumbersBecomesAnArrayOfSignedIntegersInOrder) {
         {"of int", Any(ends<int>()), endsAs<Int64, int>()},
         {"of long", Any(ends<long>()), endsAs<Int64, long>()},
         {"of long long", Any(ends<long long>()), endsAs<Int64, long long>()},
-        {"of char", Any(std::vector<char>{'b', 'a'}), Array{Int64{98}, Int64{97}}},
+        {"of char",
+         Any(std::vector<char>{'b', '\0', '\x7f', '\x80', '\xff'}),
+         Array{Int64{98}, Int64{0}, Int64{127}, Int64{-128}, Int64{-1}}},
         {"of none", Any(std::vector<int>()), Array{}},
     });
 }
@@ -250,6 +254,7 @@ TEST(AString, ComesBackFromItsJsonText) {
         {"beyond ASCII",
          Any(std::string("\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80\x7f")),
          "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80\x7f"},
+        {"with a NUL", Any(std::string("a\0b", 3)), Value(std::string("a\0b", 3))},
         {"that looks like JSON", Any(std::string("{\"a\": 1}")), "{\"a\": 1}"},
     });
 }
@@ -324,6 +329,39 @@ TEST(AnotherType, IsRefusedWithThePlaceWhereItsTextIsNoJson) {
          3,
          3,
          "JSON ParserException (E0000): Parse incomplete (Line 3, Column 3)\n\t  []\n\t  ^"},
+        {"a line with tabs and characters of several bytes, which count as bytes",
+         "[\n\t\"\xc3\xa4\xe2\x82\xac\",\t?\r\n]",
+         ParseResult::invalidValue,
+         2,
+         11,
+         "JSON ParserException (E0002): invalid value (Line 2, Column 11)"
+         "\n\t\t\"\xc3\xa4\xe2\x82\xac\",\t?\n\t          ^"},
+        {"a line with a NUL byte, which does not end the message",
+         std::string("[1,\0 2]", 7),
+         ParseResult::invalidValue,
+         1,
+         4,
+         "JSON ParserException (E0002): invalid value (Line 1, Column 4)\n\t[1,  2]\n\t   ^"},
+        {"a text that ends in a line break",
+         "[1,\r\n",
+         ParseResult::invalidValue,
+         2,
+         1,
+         "JSON ParserException (E0002): invalid value (Line 2, Column 1)\n\t\n\t^"},
+        {"a very long line",
+         "[" + std::string(100'000, ' ') + "x]\n[",
+         ParseResult::invalidValue,
+         1,
+         100'002,
+         "JSON ParserException (E0002): invalid value (Line 1, Column 100002)\n\t[" +
+             std::string(100'000, ' ') + "x]\n\t" + std::string(100'001, ' ') + "^"},
+        {"typed data that is a bare number, before its type",
+         "{\"qzdata\": 5,\n\"qztype\": \"int8\"}",
+         ParseResult::typedArrayExpected,
+         1,
+         12,
+         "JSON ParserException (E0014): \"[\" expected at the beginning of typed numbers (Line 1, Column 12)"
+         "\n\t{\"qzdata\": 5,\n\t           ^"},
         {"typed data that is a bare number",
          R"({"qztype": "uint64", "qzdata": 5})",
          ParseResult::typedArrayExpected,
@@ -408,49 +446,111 @@ TEST(AFailure, InsideAValueLeavesTheWholeConversion) {
 
 constexpr char const* tooDeep = "value not converted: it is nested more than 512 levels deep";
 
-template <class Wrap>
-Any nested(std::size_t levels, Wrap const& wrap) {
-    Any value(1);
+Any inVector(Any inner) {
+    std::vector<Any> outer;
+    outer.push_back(std::move(inner));
+    return Any(std::move(outer));
+}
+
+Any inMap(Any inner) {
+    AnyMap outer;
+    outer["in"] = std::move(inner);
+    return Any(std::move(outer));
+}
+
+/// `value` inside so many containers.
+Any nested(std::size_t levels, Any (*wrap)(Any), Any value) {
     for (std::size_t level = 0; level < levels; ++level)
         value = wrap(std::move(value));
     return value;
 }
 
-template <class Wrap>
-void expectDepthLimit(Wrap const& wrap) {
-    EXPECT_NO_THROW(convert(nested(512, wrap)));
-    Any const deeper = nested(513, wrap);
-    EXPECT_EQ(management::test::textThrown<std::runtime_error>([&] { convert(deeper); }), tooDeep);
+template <class Content>
+void expectTooDeep(Content const& value) {
+    EXPECT_EQ(management::test::textThrown<std::runtime_error>([&] { convert(value); }), tooDeep);
 }
 
-TEST(TheNesting, OfVectorsGoes512LevelsDeep) {
-    expectDepthLimit([](Any inner) {
-        std::vector<Any> outer;
-        outer.push_back(std::move(inner));
-        return Any(std::move(outer));
-    });
+TEST(TheNesting, Of512ContainersIsConverted) {
+    for (auto const wrap : {inVector, inMap}) {
+        EXPECT_NO_THROW(convert(nested(512, wrap, Any(1))));
+        EXPECT_NO_THROW(convert(nested(511, wrap, Any(std::vector<Any>()))));
+        EXPECT_NO_THROW(convert(nested(511, wrap, Any(AnyMap()))));
+        EXPECT_NO_THROW(convert(nested(511, wrap, Any(std::vector<int>{1}))));
+    }
+    EXPECT_NO_THROW(convert(std::vector<Any>{nested(511, inVector, Any(1))}));
+    EXPECT_NO_THROW(convert(::cppmicroservices::ref_any_cast<AnyMap>(nested(512, inMap, Any(1)))));
 }
 
-TEST(TheNesting, OfMapsGoes512LevelsDeep) {
-    expectDepthLimit([](Any const& inner) {
-        AnyMap outer;
-        outer["in"] = inner;
-        return Any(outer);
-    });
+TEST(TheNesting, OfOneContainerMoreIsRefusedEvenWhenTheInnermostIsEmpty) {
+    for (auto const wrap : {inVector, inMap}) {
+        expectTooDeep(nested(513, wrap, Any(1)));
+        expectTooDeep(nested(512, wrap, Any(std::vector<Any>())));
+        expectTooDeep(nested(512, wrap, Any(AnyMap())));
+        expectTooDeep(nested(512, wrap, Any(std::vector<int>{1})));
+        expectTooDeep(nested(2000, wrap, Any(1)));
+    }
 }
 
-TEST(TheNesting, OfJsonTextGoes512LevelsDeep) {
+TEST(TheNesting, CountsTheContainerThatIsHandedOver) {
+    expectTooDeep(std::vector<Any>{nested(512, inVector, Any(1))});
+    expectTooDeep(::cppmicroservices::ref_any_cast<AnyMap>(nested(513, inMap, Any(1))));
+}
+
+TEST(TheNesting, CountsTheLevelsOfJsonTextToo) {
     auto const arrays = [](std::size_t levels) {
         return printed(std::string(levels, '[') + std::string(levels, ']'));
     };
-    EXPECT_NO_THROW(convert(arrays(512)));
-    try {
-        convert(arrays(513));
-        FAIL() << "nothing was thrown";
-    } catch (ParserException const& error) {
-        EXPECT_EQ(error.code(), ParseResult::nestingTooDeep);
-        EXPECT_EQ(error.column(), 513U);
+    auto const typed = [](std::size_t levels) {
+        return printed(std::string(levels - 2, '[') + R"({"qztype":"int8","qzdata":[)");
+    };
+    struct Deep {
+        Any value;
+        ParseResult result;
+        std::size_t column;
+    };
+    Deep const rows[] = {
+        {arrays(513), ParseResult::nestingTooDeep, 513},
+        {nested(1, inVector, arrays(512)), ParseResult::nestingTooDeep, 512},
+        {nested(510, inMap, arrays(3)), ParseResult::nestingTooDeep, 3},
+        {nested(512, inVector, arrays(1)), ParseResult::nestingTooDeep, 1},
+        {nested(510, inVector, typed(2)), ParseResult::typedArrayIncomplete, 28},
+        {nested(511, inVector, typed(2)), ParseResult::nestingTooDeep, 27},
+    };
+    for (Deep const& row : rows) {
+        SCOPED_TRACE(row.column);
+        try {
+            convert(row.value);
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (ParserException const& error) {
+            EXPECT_EQ(error.code(), row.result);
+            EXPECT_EQ(error.column(), row.column);
+        }
     }
+    EXPECT_NO_THROW(convert(arrays(512)));
+    EXPECT_NO_THROW(convert(nested(510, inMap, arrays(2))));
+    EXPECT_NO_THROW(convert(nested(512, inVector, Any(std::string("text")))));
+}
+
+/// Writes numbers as much of Europe does.
+class CommaPoint : public std::numpunct<char> {
+    char do_decimal_point() const override { return ','; }
+    char do_thousands_sep() const override { return '.'; }
+    std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(TheLocale, ChangesNothing) {
+    std::locale::global(std::locale(std::locale::classic(), new CommaPoint));
+    expectConverted({
+        {"numbers of the framework's text", Any(std::vector<unsigned long>{1234567}), Array{1234567.0}},
+        {"numbers with a point", printed("[1234.5]"), Array{1234.5}},
+        {"typed numbers",
+         printed(R"({"qztype":"int32","qzdata":[-1234567]})"),
+         Object{{"qztype", "int32"}, {"qzdata", Array{Int64{-1234567}}}}},
+    });
+    EXPECT_EQ(management::test::textThrown<ParserException>([] {
+                  convert(printed(std::string(1234, ' ') + "x"));
+              }).substr(0, 65),
+              "JSON ParserException (E0002): invalid value (Line 1, Column 1235)");
 }
 
 TEST(ManyThreads, ConvertForTheFirstTimeAtOnce) {
