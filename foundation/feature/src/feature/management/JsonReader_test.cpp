@@ -238,6 +238,7 @@ TEST(WhatIsNoStrictJson, IsRefusedNamingThePlace) {
         {"a low surrogate after another escape", R"("\u0041\udfff")", loneSurrogate, 7},
         {"two low surrogates", R"("\udc00\udc00")", loneSurrogate, 1},
         {"a tab in a string", "\"a\tb\"", controlCharacter, 2},
+        {"the last of the control characters", "\"a\x1F\"", controlCharacter, 2},
         {"a line feed in a name", "{\"a\nb\":1}", controlCharacter, 3},
         {"a NUL byte in a string", std::string("\"a\0b\"", 5), controlCharacter, 2},
         {"a stray continuation byte", "\"a\x80\"", invalidUtf8, 2},
