@@ -176,7 +176,7 @@ Value Reader::readDocument() {
 /// Reads the value that begins here; of an array or object with content only what stands before its first
 /// element, and gives nothing.
 std::optional<Value> Reader::beginValue() {
-    if (!levels_.empty() && levels_.back().isObject && levels_.back().name == typedData) {
+    if (!levels_.empty() && levels_.back().name == typedData) {
         Level& level = levels_.back();
         level.dataAt = at_;
         level.dataType = nullptr;
