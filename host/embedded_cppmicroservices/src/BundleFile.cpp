@@ -14,7 +14,7 @@ namespace cppmicroservices::detail {
 namespace {
 
 /// Bytes of one manifest. A small zip could fill the memory otherwise.
-constexpr std::size_t largestManifest = 16U * 1024 * 1024;
+constexpr std::size_t largestManifest = std::size_t{16} * 1024 * 1024;
 
 BundleDescription describe(std::string const& name, std::string const& location, AnyMap headers) {
     auto const symbolicName = headers.find(Constants::BUNDLE_SYMBOLICNAME);

@@ -128,7 +128,7 @@ TEST_F(Archives, WhoseManifestIsPackedInAnUnknownWayAreRefused) {
 }
 
 TEST_F(Archives, WhoseManifestIsTooLargeAreRefused) {
-    std::size_t const limit = 16U * 1024 * 1024;
+    std::size_t const limit = std::size_t{16} * 1024 * 1024;
     std::string const json = manifest("a");
     std::string const largest = json + std::string(limit - json.size(), ' ');
     auto const location = writeZip(folder.path() / "a.zip", {{"a/manifest.json", largest}});

@@ -66,7 +66,9 @@ TEST(AnEmptyAny, EqualsAnEmptyAnyOnly) {
     EXPECT_FALSE(Any() != Any());
     EXPECT_FALSE(Any(1) == Any());
     EXPECT_TRUE(Any(1) != Any());
-    EXPECT_TRUE(AnyMap({{"k", Any()}}) == AnyMap({{"k", Any()}}));
+    AnyMap const left({{"k", Any()}});
+    AnyMap const right({{"k", Any()}});
+    EXPECT_TRUE(left == right);
 }
 
 // The installed one fails to compile inside itself, which cannot be asked for.

@@ -1,6 +1,7 @@
 #include "DiscoveryTest.hpp"
 
 #include <algorithm>
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <memory>
@@ -206,7 +207,7 @@ TEST_F(Discovery, AsksManyServicesThatFailForWantOfAFeatureAFewTimesEach) {
         logged(lookupChannel),
         testing::Contains("256: Unable to load foundation::fctrl_ext::Registration instance: unregistered "
                           "feature: Missing: System Bundle")
-            .Times(asked));
+            .Times(static_cast<std::size_t>(asked)));
 }
 
 TEST_F(Discovery, AsksAServiceAgainThatFailedBeforeAnotherHadRegisteredWhatItNeeds) {

@@ -189,34 +189,33 @@ std::string locationOf(::cppmicroservices::ServiceReferenceBase const& service) 
 
 using RegistrationReference = ::cppmicroservices::ServiceReference<fctrl_ext::Registration>;
 
+/// The services that have failed since this thread began to ask services; null while it asks none.
+thread_local std::vector<RegistrationReference>* failedServices = nullptr;
+
 /// This thread asking registration services, which may look something up and so have others asked, again from here.
 /// Those that fail then are left to the outermost: asked by each inner one too, the tries would multiply.
 class Asking {
 public:
     Asking() {
-        if (isOutermost_) failed_ = &own_;
+        if (isOutermost_) failedServices = &own_;
     }
     Asking(Asking const&) = delete;
     Asking& operator=(Asking const&) = delete;
     ~Asking() {
-        if (isOutermost_) failed_ = nullptr;
+        if (isOutermost_) failedServices = nullptr;
     }
 
     bool passesOver(RegistrationReference const& service) const {
-        return !isOutermost_ && std::find(failed_->begin(), failed_->end(), service) != failed_->end();
+        return !isOutermost_ &&
+               std::find(failedServices->begin(), failedServices->end(), service) != failedServices->end();
     }
 
-    void noteFailure(RegistrationReference const& service) { failed_->push_back(service); }
+    void noteFailure(RegistrationReference const& service) { failedServices->push_back(service); }
 
 private:
-    // Since the outermost began; null outside.
-    static thread_local std::vector<RegistrationReference>* failed_;
-
-    bool const isOutermost_ = failed_ == nullptr;
+    bool const isOutermost_ = failedServices == nullptr;
     std::vector<RegistrationReference> own_;
 };
-
-thread_local std::vector<RegistrationReference>* Asking::failed_ = nullptr;
 
 /// Asks the extension bundles for further features until `isFound()`: installs them, which registers what their
 /// manifests list, and then has one registration service after the other register its own.
