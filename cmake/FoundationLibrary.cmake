@@ -21,6 +21,18 @@ function(foundation_configure_target target)
   endif()
 endfunction()
 
+# foundation_copy_libraries(<program>): on Windows, where programs find their libraries beside them, copies those that
+# the program needs there. For programs that lie elsewhere than the libraries.
+function(foundation_copy_libraries program)
+  if(WIN32)
+    add_custom_command(TARGET ${program} POST_BUILD
+        COMMAND "${CMAKE_COMMAND}" -E copy_if_different
+            $<TARGET_RUNTIME_DLLS:${program}> ${FOUNDATION_COMPILER_LIBRARIES} "$<TARGET_FILE_DIR:${program}>"
+        COMMAND_EXPAND_LISTS
+        VERBATIM)
+  endif()
+endfunction()
+
 # foundation_install_package(<package> [NAMESPACE <ns>] TARGETS <target>...
 #     [DEPENDENCIES <find_dependency arguments>...] [MODULES <file.cmake>...])
 #

@@ -2,6 +2,13 @@
 
 include(GoogleTest)
 
+# What a test's own script is told, so that it can build for another system, and run programs there.
+string(REPLACE ";" "\\;" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
+set(FOUNDATION_CROSS_ARGUMENTS
+    "-DTOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}"
+    "-DWINDOWS_DEPENDENCIES=${FOUNDATION_WINDOWS_DEPENDENCIES}"
+    "-DEMULATOR=${emulator}")
+
 # foundation_add_tests(<name> SOURCES <file>... [LIBRARIES <library>...] [ENVIRONMENT <NAME=value>...])
 #
 # A GoogleTest program. Each case runs as a process of its own: process-wide state, such as the registry, which never

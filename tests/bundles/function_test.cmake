@@ -7,7 +7,8 @@ set(output "${WORK}/output")
 # What CMake says comes with line breaks of its own, which are taken out.
 function(configure result_variable text_variable)
   execute_process(COMMAND "${CMAKE_COMMAND}" -S "${SOURCE}" -B "${WORK}/build" -G "${GENERATOR}"
-      "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}" -DCMAKE_BUILD_TYPE=Release
+      "-DCMAKE_CXX_COMPILER=${COMPILER}" "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}"
+      "-DFOUNDATION_WINDOWS_DEPENDENCIES=${WINDOWS_DEPENDENCIES}" -DCMAKE_BUILD_TYPE=Release
       "-DMODULE=${MODULE}" "-DINPUT=${input}" "-DOUTPUT=${output}" -DCODE_NAME=code -DPLAIN_NAME=plain.name
       -DMORE_ARGUMENTS= ${ARGN}
       OUTPUT_VARIABLE text ERROR_VARIABLE text RESULT_VARIABLE result)

@@ -11,6 +11,8 @@ endfunction()
 function(build project)
   run("${CMAKE_COMMAND}" -S "${project}" -B "${ARGV1}" -G "${GENERATOR}"
       "-DCMAKE_CXX_COMPILER=${COMPILER}"
+      "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}"
+      "-DFOUNDATION_WINDOWS_DEPENDENCIES=${WINDOWS_DEPENDENCIES}"
       "-DCMAKE_CXX_FLAGS=${FLAGS}"
       "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}"
       "-DCMAKE_PREFIX_PATH=${WORK}/prefix")
@@ -31,4 +33,4 @@ endforeach()
 
 build("${WORK}/my_extension" "${WORK}/build")
 build("${SOURCE}" "${WORK}/user")
-run("${CMAKE_COMMAND}" -E env "FOUNDATION_ROOT=${WORK}/build" "${WORK}/user/extension_user")
+run("${CMAKE_COMMAND}" -E env "FOUNDATION_ROOT=${WORK}/build" ${EMULATOR} "${WORK}/user/extension_user")

@@ -22,11 +22,13 @@ file(WRITE "${WORK}/readme_example.cpp" "${CMAKE_MATCH_1}")
 
 run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${WORK}/build" -G "${GENERATOR}"
     "-DCMAKE_CXX_COMPILER=${COMPILER}"
+    "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}"
+    "-DFOUNDATION_WINDOWS_DEPENDENCIES=${WINDOWS_DEPENDENCIES}"
     "-DCMAKE_CXX_FLAGS=${FLAGS}"
     "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}"
     "-DCMAKE_PREFIX_PATH=${WORK}/prefix"
     "-DREADME_EXAMPLE=${WORK}/readme_example.cpp")
 run("${CMAKE_COMMAND}" --build "${WORK}/build")
-run("${WORK}/build/consumer")
-run("${WORK}/build/extension_user" "${WORK}/build/extensions")
-run("${WORK}/build/readme_example")
+run(${EMULATOR} "${WORK}/build/consumer")
+run(${EMULATOR} "${WORK}/build/extension_user" "${WORK}/build/extensions")
+run(${EMULATOR} "${WORK}/build/readme_example")

@@ -1,5 +1,5 @@
 # Runs PROGRAM with WAY: it must end with 0, nothing on standard error, and its bundle stopped in time.
-execute_process(COMMAND "${PROGRAM}" "${WAY}"
+execute_process(COMMAND ${EMULATOR} "${PROGRAM}" "${WAY}"
     OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE result)
 set(expected "stopped with a static text of the bundle, longer than a short string")
 if(WAY STREQUAL "inside a customizer")
