@@ -79,13 +79,22 @@ std::string describeCall(void const* returnAddress) {
     return description;
 }
 
+// The calls that belong to the capture itself: the constructor and, on Windows, one of Boost's.
+#if defined(_WIN32)
+constexpr std::size_t ownCalls = 2;
+#else
+constexpr std::size_t ownCalls = 1;
+#endif
+
 }  // namespace
 
 // Not inlined, so that it is exactly one call; what follows the capture keeps it from becoming a jump.
 BOOST_NOINLINE stacktrace_base::stacktrace_base(std::size_t depth, std::size_t skip, bool symbols)
     : symbols_(symbols) {
-    // Boost adds its own calls to the number: half of the largest one is more than any stack holds.
-    std::size_t const skipped = std::min(skip, std::numeric_limits<std::size_t>::max() / 2) + 1;
+    // Boost adds its own calls to the number, and Windows takes 32 bits of it: half of what they hold is more than any
+    // stack does.
+    std::size_t const skipped =
+        std::min<std::size_t>(skip, std::numeric_limits<std::uint32_t>::max() / 2) + ownCalls;
     boost::stacktrace::stacktrace const captured(skipped, depth);
     returnAddresses_.reserve(captured.size());
     for (boost::stacktrace::frame const& frame : captured)
