@@ -17,8 +17,12 @@ void* loadLibrary(std::string const& location) {
     std::u8string const utf8(location.begin(), location.end());
     std::filesystem::path const file =
         std::filesystem::absolute(std::filesystem::path(utf8)).make_preferred();
-    // So that libraries beside the bundle are found as well.
-    HMODULE const library = LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    // Libraries beside the bundle are found as well as those beside the program; failing that, those on the search path.
+    HMODULE library = LoadLibraryExW(
+        file.c_str(), nullptr, LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_DEFAULT_DIRS);
+    if (library == nullptr && GetLastError() == ERROR_MOD_NOT_FOUND) {
+        library = LoadLibraryExW(file.c_str(), nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+    }
     if (library == nullptr) {
         std::error_code const code(static_cast<int>(GetLastError()), std::system_category());
         throw std::system_error(code, "Error loading " + location + '.');
