@@ -7,7 +7,8 @@ string(REPLACE ";" "\\;" emulator "${CMAKE_CROSSCOMPILING_EMULATOR}")
 set(FOUNDATION_CROSS_ARGUMENTS
     "-DTOOLCHAIN=${CMAKE_TOOLCHAIN_FILE}"
     "-DWINDOWS_DEPENDENCIES=${FOUNDATION_WINDOWS_DEPENDENCIES}"
-    "-DEMULATOR=${emulator}")
+    "-DEMULATOR=${emulator}"
+    "-DEXECUTABLE_SUFFIX=${CMAKE_EXECUTABLE_SUFFIX}")
 
 # foundation_add_tests(<name> SOURCES <file>... [LIBRARIES <library>...] [ENVIRONMENT <NAME=value>...])
 #

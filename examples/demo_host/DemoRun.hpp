@@ -39,6 +39,11 @@ inline std::string readFile(std::filesystem::path const& file) {
     return {std::istreambuf_iterator<char>(input), std::istreambuf_iterator<char>()};
 }
 
+/// A path as the program's platform spells it.
+inline std::string native(std::string const& path) {
+    return std::filesystem::path(path).make_preferred().string();
+}
+
 inline std::vector<std::string> linesOf(std::string const& text) {
     std::vector<std::string> lines;
     std::istringstream input(text);

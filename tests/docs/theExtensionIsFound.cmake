@@ -33,4 +33,4 @@ endforeach()
 
 build("${WORK}/my_extension" "${WORK}/build")
 build("${SOURCE}" "${WORK}/user")
-run("${CMAKE_COMMAND}" -E env "FOUNDATION_ROOT=${WORK}/build" ${EMULATOR} "${WORK}/user/extension_user")
+run("${CMAKE_COMMAND}" -E env "FOUNDATION_ROOT=${WORK}/build" ${EMULATOR} "${WORK}/user/extension_user${EXECUTABLE_SUFFIX}")

@@ -29,6 +29,6 @@ run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${WORK}/build" -G "${GENERATOR}"
     "-DCMAKE_PREFIX_PATH=${WORK}/prefix"
     "-DREADME_EXAMPLE=${WORK}/readme_example.cpp")
 run("${CMAKE_COMMAND}" --build "${WORK}/build")
-run(${EMULATOR} "${WORK}/build/consumer")
-run(${EMULATOR} "${WORK}/build/extension_user" "${WORK}/build/extensions")
-run(${EMULATOR} "${WORK}/build/readme_example")
+run(${EMULATOR} "${WORK}/build/consumer${EXECUTABLE_SUFFIX}")
+run(${EMULATOR} "${WORK}/build/extension_user${EXECUTABLE_SUFFIX}" "${WORK}/build/extensions")
+run(${EMULATOR} "${WORK}/build/readme_example${EXECUTABLE_SUFFIX}")

@@ -16,7 +16,11 @@ namespace bundle_test {
 namespace {
 
 void addZip(std::filesystem::path const& file, Entries const& entries, int mode) {
-    zipFile const zip = zipOpen64(text(file).c_str(), mode);
+    // The zip library cannot open a file of any name on every platform: it writes to one elsewhere.
+    TemporaryFolder const folder;
+    std::filesystem::path const plain = folder.path() / "zip";
+    if (mode == APPEND_STATUS_CREATEAFTER) std::filesystem::rename(file, plain);
+    zipFile const zip = zipOpen64(text(plain).c_str(), mode);
     if (zip == nullptr) throw std::runtime_error("cannot write " + text(file));
     for (auto const& [name, content] : entries) {
         zip_fileinfo const info = {};
@@ -30,6 +34,7 @@ void addZip(std::filesystem::path const& file, Entries const& entries, int mode)
         }
     }
     if (zipClose(zip, nullptr) != ZIP_OK) throw std::runtime_error("cannot write " + text(file));
+    std::filesystem::rename(plain, file);
 }
 
 }  // namespace

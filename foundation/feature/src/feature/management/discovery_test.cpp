@@ -160,7 +160,10 @@ TEST_F(Discovery, SaysWhereALookupWasSlow) {
         std::string const head = "slow feature lookup required\n";
         ASSERT_THAT(records[2].message, StartsWith(head));
         EXPECT_GT(records[2].message.size(), head.size());
-#if !defined(_WIN32)
+#if defined(_WIN32)
+        // A call is known by its module and address only.
+        EXPECT_THAT(records[2].message, testing::HasSubstr("foundation_feature.dll(+0x"));
+#else
         EXPECT_THAT(records[2].message, testing::HasSubstr(caller.name));
 #endif
     }
@@ -214,7 +217,9 @@ TEST_F(Discovery, ReadsWhatAManifestSaysOfItsFeatures) {
 
     auto const full = getFeature("Full");
     ASSERT_TRUE(full);
-#if !defined(_WIN32)
+#if defined(_WIN32)
+    EXPECT_EQ(full->getFilename(), "dir\\list.json");
+#else
     EXPECT_EQ(full->getFilename(), "dir/list.json");
 #endif
     EXPECT_EQ(full->getClientDir(), "cl");
