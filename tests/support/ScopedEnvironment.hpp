@@ -19,21 +19,42 @@ public:
     /// @param name   UTF-8.
     /// @param value  UTF-8; empty sets an empty value, std::nullopt removes the variable.
     /// @throws       std::runtime_error when the system refuses.
-    ScopedEnvironment(std::string name, std::optional<std::string> const& value)
-        : name_(native(name)), before_(get(name_)) {
-        if (!set(name_, value ? std::optional(native(*value)) : std::nullopt)) {
-            throw std::runtime_error("environment variable \"" + name + "\" cannot be set");
-        }
+    ScopedEnvironment(std::string const& name, std::optional<std::string> const& value)
+        : ScopedEnvironment(Native{}, name, value ? std::optional(native(*value)) : std::nullopt) {}
+
+    /// @return  A scope in which the variable has a value that is not well-formed text: "1", and then a byte that UTF-8
+    ///          never uses or, on Windows, a lone surrogate.
+    static ScopedEnvironment illFormed(std::string const& name) {
+#if defined(_WIN32)
+        return {Native{}, name, Text{L'1', wchar_t{0xD800}}};
+#else
+        return {Native{}, name, "1\xFF"};
+#endif
     }
 
     ScopedEnvironment(ScopedEnvironment const&) = delete;
     ScopedEnvironment& operator=(ScopedEnvironment const&) = delete;
 
-    ~ScopedEnvironment() { set(name_, before_); }
+    ~ScopedEnvironment() {
+        set(name_, before_);
+    }
 
 private:
 #if defined(_WIN32)
     using Text = std::wstring;
+#else
+    using Text = std::string;
+#endif
+    struct Native {};
+
+    ScopedEnvironment(Native, std::string const& name, std::optional<Text> const& value)
+        : name_(native(name)), before_(get(name_)) {
+        if (!set(name_, value)) {
+            throw std::runtime_error("environment variable \"" + name + "\" cannot be set");
+        }
+    }
+
+#if defined(_WIN32)
 
     static Text native(std::string const& utf8) {
         if (utf8.empty()) return {};
@@ -60,8 +81,6 @@ private:
         return !value && GetLastError() == ERROR_ENVVAR_NOT_FOUND;
     }
 #else
-    using Text = std::string;
-
     static Text native(std::string const& utf8) {
         return utf8;
     }

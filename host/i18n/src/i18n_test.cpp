@@ -220,7 +220,16 @@ TEST(AVariable, MayBeReadByManyThreads) {
     EXPECT_THAT(values, testing::Each(std::u16string(u"\u20AC")));
 }
 
-#if !defined(_WIN32)
+#if defined(_WIN32)
+TEST(AVariable, ThatIsIllFormedIsReadAsItIsAndRefusedInUtf8) {
+    std::wstring const lone = {L'a', wchar_t{0xD83D}, L'b'};
+    ASSERT_NE(::SetEnvironmentVariableW(L"FL_I18N_TEST", lone.c_str()), 0);
+    std::u16string const text = getenv("FL_I18N_TEST");
+    EXPECT_TRUE((text == std::u16string{u'a', 0xD83D, u'b'}));
+    EXPECT_EQ(errorOf([&] { to_string(text); }),
+              "ill-formed UTF-16 at offset 1: high surrogate without a low one after it");
+}
+#else
 TEST(AVariable, OfIllFormedUtf8IsRefusedNamingIt) {
     setVariable("FL_I18N_TEST", "ab\xC3(");
     EXPECT_EQ(errorOf([] { getenv("FL_I18N_TEST"); }),
