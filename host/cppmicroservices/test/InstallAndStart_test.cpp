@@ -2,6 +2,7 @@
 
 #include <foundation/fctrl_ext/Registration.hpp>
 
+#include <support/Latch.hpp>
 #include <support/LogCapture.hpp>
 #include <support/ScopedEnvironment.hpp>
 
@@ -11,7 +12,6 @@
 #include <cppmicroservices/ServiceTracker.h>
 
 #include <filesystem>
-#include <latch>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -66,11 +66,11 @@ TEST(TheFramework, IsTheOneThatTheHostHasGiven) {
 
 TEST(TheFramework, IsGivenAndAskedForByAnyThread) {
     RunningFramework running;
-    std::latch start(4);
+    foundation::test::Latch start(4);
     std::vector<std::jthread> threads;
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&, i] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             for (int round = 0; round < 100; ++round) {
                 if (i == 0)
                     setFramework(round % 2 == 0 ? std::make_shared<Framework>(running.framework) : nullptr);
@@ -262,12 +262,12 @@ TEST_F(InstallAndStart, IsCalledByManyThreadsAtOnce) {
     fs::copy_file(REGISTERING_BUNDLE, folder / "a.so");
     writeZip(folder / "b.zip", bundle("b"));
     writeFile(folder / "c.zip", "broken");
-    std::latch start(4);
+    foundation::test::Latch start(4);
     std::vector<std::vector<Bundle>> results(4);
     std::vector<std::jthread> threads;
     for (auto& result : results) {
         threads.emplace_back([&] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             result = installAndStart("bundles");
         });
     }

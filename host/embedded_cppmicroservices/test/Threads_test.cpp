@@ -2,6 +2,8 @@
 #include <cppmicroservices/Constants.h>
 #include <cppmicroservices/ServiceTracker.h>
 
+#include <support/Latch.hpp>
+
 #include <atomic>
 #include <memory>
 #include <stdexcept>
@@ -112,16 +114,15 @@ TEST(Threads, RegisterAndTakeBackServicesUnderATracker) {
 TEST(Threads, ThatCloseATrackerWaitForItsCustomizer) {
     struct Slow final : cppmicroservices::ServiceTrackerCustomizer<Plain> {
         std::shared_ptr<Plain> AddingService(ServiceReference<Plain> const&) override {
-            inside = true;
-            inside.notify_all();
-            released.wait(false);
+            inside.countDown();
+            released.wait();
             left = true;
             return nullptr;
         }
         void ModifiedService(ServiceReference<Plain> const&, std::shared_ptr<Plain> const&) override {}
         void RemovedService(ServiceReference<Plain> const&, std::shared_ptr<Plain> const&) override {}
-        std::atomic<bool> inside = false;
-        std::atomic<bool> released = false;
+        foundation::test::Latch inside{1};
+        foundation::test::Latch released{1};
         std::atomic<bool> left = false;
     };
     RunningFramework running;
@@ -130,12 +131,9 @@ TEST(Threads, ThatCloseATrackerWaitForItsCustomizer) {
     tracker.Open();
     std::jthread const registering(
         [&] { running.context().RegisterService<Plain>(std::make_shared<Plain>()); });
-    slow.inside.wait(false);
+    slow.inside.wait();
     EXPECT_TRUE(running.context().GetServiceReference<Plain>()) << "nothing is locked meanwhile";
-    std::jthread const releasing([&] {
-        slow.released = true;
-        slow.released.notify_all();
-    });
+    std::jthread const releasing([&] { slow.released.countDown(); });
     tracker.Close();
     EXPECT_TRUE(slow.left);
 }

@@ -1,8 +1,9 @@
 #include <foundation/fctrl_ext/Registration.hpp>
 
+#include <support/Latch.hpp>
+
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -90,14 +91,14 @@ TEST(ARegistration, ReturnsAtOnceToItsOwnWorkAlsoAfterAFailure) {
 }
 
 TEST(ARegistration, DoesNotWaitInsideTheWorkOfAnother) {
-    std::latch inside(2);
-    std::latch asked(2);
+    foundation::test::Latch inside(2);
+    foundation::test::Latch asked(2);
     Counted* left = nullptr;
     Counted* right = nullptr;
     auto const askEachOther = [&](Counted*& other) {
-        inside.arrive_and_wait();
+        inside.arriveAndWait();
         other->addFeaturesOnce();
-        asked.arrive_and_wait();
+        asked.arriveAndWait();
     };
     Counted first([&](int) { askEachOther(right); });
     Counted second([&](int) { askEachOther(left); });
@@ -112,44 +113,44 @@ TEST(ARegistration, DoesNotWaitInsideTheWorkOfAnother) {
 }
 
 TEST(ARegistration, MakesOtherThreadsWaitForARunningCall) {
-    std::latch inside(1);
-    std::latch release(1);
+    foundation::test::Latch inside(1);
+    foundation::test::Latch release(1);
     std::atomic<bool> added = false;
     Counted registration([&](int) {
-        inside.count_down();
+        inside.countDown();
         release.wait();
         added = true;
     });
     std::jthread const first([&] { registration.addFeaturesOnce(); });
     inside.wait();
     std::vector<std::jthread> others;
-    std::latch arrived(3);
+    foundation::test::Latch arrived(3);
     for (int i = 0; i < 3; ++i) {
         others.emplace_back([&] {
-            arrived.count_down();
+            arrived.countDown();
             registration.addFeaturesOnce();
             EXPECT_TRUE(added) << "a call that returns finds the features added";
         });
     }
     arrived.wait();
-    release.count_down();
+    release.countDown();
     others.clear();
     EXPECT_EQ(registration.runs(), 1);
 }
 
 TEST(ARegistration, LetsAWaitingThreadTryAgain) {
-    std::latch inside(1);
-    std::latch release(1);
+    foundation::test::Latch inside(1);
+    foundation::test::Latch release(1);
     Counted registration([&](int run) {
         if (run > 1) return;
-        inside.count_down();
+        inside.countDown();
         release.wait();
         throw std::runtime_error("the first one");
     });
     std::jthread first([&] { EXPECT_THROW(registration.addFeaturesOnce(), std::runtime_error); });
     inside.wait();
     std::jthread second([&] { EXPECT_NO_THROW(registration.addFeaturesOnce()); });
-    release.count_down();
+    release.countDown();
     first.join();
     second.join();
     EXPECT_EQ(registration.runs(), 2);
@@ -162,11 +163,11 @@ TEST(ARegistration, IsAskedByManyThreadsAtOnce) {
             ++features;
             if (run < 3) throw std::runtime_error("not yet");
         });
-        std::latch start(4);
+        foundation::test::Latch start(4);
         std::vector<std::jthread> threads;
         for (int i = 0; i < 4; ++i) {
             threads.emplace_back([&] {
-                start.arrive_and_wait();
+                start.arriveAndWait();
                 for (bool added = false; !added;) {
                     try {
                         registration.addFeaturesOnce();

@@ -1,5 +1,7 @@
 #include "usm_test_support.hpp"
 
+#include <support/Latch.hpp>
+
 #include <foundation/usm.hpp>
 
 #include <gtest/gtest.h>
@@ -7,7 +9,6 @@
 #include <algorithm>
 #include <atomic>
 #include <functional>
-#include <latch>
 #include <set>
 #include <thread>
 #include <vector>
@@ -19,11 +20,11 @@ constexpr int threadCount = 4;
 
 /// Runs `work(0)`, `work(1)`, ... each on a thread of its own, all let go at once.
 void runTogether(std::function<void(int)> const& work, int count = threadCount) {
-    std::latch start(count);
+    foundation::test::Latch start(count);
     std::vector<std::thread> threads;
     for (int number = 0; number < count; ++number) {
         threads.emplace_back([&start, &work, number] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             work(number);
         });
     }

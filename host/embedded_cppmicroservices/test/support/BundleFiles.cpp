@@ -1,8 +1,9 @@
 #include "BundleFiles.h"
 
+#include <support/Latch.hpp>
+
 #include <chrono>
 #include <fstream>
-#include <latch>
 #include <random>
 #include <thread>
 #include <vector>
@@ -96,11 +97,11 @@ void RunningFramework::stop() {
 }
 
 void together(int threads, std::function<void(int)> const& code) {
-    std::latch start(threads);
+    foundation::test::Latch start(threads);
     std::vector<std::jthread> running;
     for (int number = 0; number < threads; ++number) {
         running.emplace_back([&, number] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             code(number);
         });
     }

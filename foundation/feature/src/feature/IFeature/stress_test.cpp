@@ -1,8 +1,9 @@
 #include <foundation/feature/management.hpp>
 
+#include <support/Latch.hpp>
+
 #include <array>
 #include <atomic>
-#include <barrier>
 #include <memory>
 #include <string>
 #include <thread>
@@ -27,11 +28,11 @@ void registerBeta(Scope scope, std::string name, int defaultValue) {
 /// Runs `work(thread number)` on `threadCount` threads that start together, and waits for them.
 template <class Work>
 void runTogether(Work const& work) {
-    std::barrier start(threadCount);
+    foundation::test::Latch start(threadCount);
     std::vector<std::jthread> threads;
     for (std::size_t thread = 0; thread < threadCount; ++thread) {
         threads.emplace_back([&, thread] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             work(thread);
         });
     }

@@ -3,12 +3,12 @@
 #include <foundation/feature/management.hpp>
 
 #include <LogCapture.hpp>
+#include <support/Latch.hpp>
 
 #include <gtest/gtest.h>
 
 #include <exception>
 #include <functional>
-#include <latch>
 #include <locale>
 #include <stdexcept>
 #include <string>
@@ -122,11 +122,11 @@ inline testing::AssertionResult isUnknown(std::string const& name) {
 
 /// Runs `work(0)` to `work(count - 1)` on threads of their own that start together, and waits for them.
 inline void runTogether(int count, std::function<void(int)> const& work) {
-    std::latch start(count);
+    foundation::test::Latch start(count);
     std::vector<std::jthread> threads;
     for (int number = 0; number < count; ++number) {
         threads.emplace_back([&, number] {
-            start.arrive_and_wait();
+            start.arriveAndWait();
             work(number);
         });
     }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <memory>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace foundation::feature::management::test {
@@ -119,7 +120,7 @@ TEST_F(AProcess, EndsCleanlyWhenABundleThatIsStoppedLateLooksForFeatures) {
             std::exit(0);
         },
         testing::ExitedWithCode(0),
-        "^(stopped late)?$");  // Not every framework stops its bundles by itself.
+        testing::AnyOf("", "stopped late"));  // Not every framework stops its bundles by itself.
 }
 
 struct LateLookup {

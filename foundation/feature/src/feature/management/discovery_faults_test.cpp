@@ -123,6 +123,8 @@ TEST_F(Discovery, LogsAManifestValueOfEveryWrongKind) {
     EXPECT_FALSE(getFeature("Wrong"));
 }
 
+#if !defined(_WIN32)
+// On Windows every text is a file name: nothing makes the installation fail.
 TEST_F(Discovery, TriesAgainAfterAnInstallationThatFailed) {
     // No file name anywhere: half a surrogate pair.
     foundation::cppmicroservices::setInstallationRoot(
@@ -154,6 +156,7 @@ TEST_F(Discovery, TriesAgainAfterAnInstallationThatFailed) {
     EXPECT_THAT(logged(lookupChannel), ElementsAre(installed(2), installed(2), found(1), slowLine));
     askEverything();
 }
+#endif
 
 TEST_F(Discovery, PassesOverAServiceThatGoesWhileAnotherIsAsked) {
     int asked = 0;

@@ -1,7 +1,8 @@
 #include "DiscoveryTest.hpp"
 
+#include <support/Latch.hpp>
+
 #include <atomic>
-#include <latch>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -412,12 +413,12 @@ TEST_F(Discovery, LetsTwoServicesAskForFeaturesOfEachOtherAtOnce) {
     // Whichever is asked first fails at first, so that another thread may be inside it while this one goes on to the
     // other: then each looks for a feature while the other is being asked.
     std::atomic<bool> hasFailed = false;
-    std::latch inside(2);
+    foundation::test::Latch inside(2);
     for (char const* const name : {"first", "second"}) {
         addCode(name);
         script->addFeatures[name] = [&, name] {
             if (!hasFailed.exchange(true)) throw std::runtime_error("not yet");
-            inside.arrive_and_wait();
+            inside.arriveAndWait();
             EXPECT_FALSE(getFeature("Missing"));
             declare({.name = name});
         };
