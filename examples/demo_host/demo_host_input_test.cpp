@@ -222,6 +222,7 @@ TEST(AMistakeInTheCommandLine, EndsWithOneLineThatPointsAtHelp) {
 }
 
 #if defined(__linux__)
+// Only Linux has a file that takes nothing.
 TEST(AnOutputThatCannotBeWritten, IsAnError) {
     Outcome const outcome = run({}, {}, "/dev/full");
     EXPECT_EQ(outcome.exitCode, 1);
