@@ -11,7 +11,6 @@
 #include <ios>
 #include <limits>
 #include <locale>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -72,13 +71,8 @@ std::vector<std::string> linesOf(stacktrace_base const& trace) {
     return lines;
 }
 
-/// GoogleTest's own matcher knows no brackets on every platform.
-MATCHER_P(IsLike, regex, "is like " + std::string(regex)) {
-    return std::regex_match(arg, std::regex(regex));
-}
-
-/// "<module>(+0x1f) [0x7f00001f]", with the number before it.
-std::string const addressOnly = "[0-9]+# .+\\(\\+0x[0-9a-f]+\\) \\[0x[0-9a-f]+\\]";
+/// "<module>(+0x1f) [0x7f00001f]", with the number before it. On Windows the matcher knows no brackets.
+std::string const addressOnly = "\\w+# .+\\(\\+0x\\w+\\) \\[0x\\w+\\]";
 
 TEST(ATrace, PrintsOneNumberedCallALine) {
     std::string const text = textOf(callRecursive({}, 9));
@@ -125,11 +119,13 @@ void noteLines() {
 TEST(ATraceThroughAStrippedModule, PrintsWhatIsKnown) {
     callThroughStrippedModule(noteLines);
     ASSERT_GT(linesFromCallback.size(), 4u);
-    EXPECT_THAT(linesFromCallback[0], IsLike("0# .*noteLines\\(\\) at .*stacktrace_test.cpp:[0-9]+"));
-    EXPECT_THAT(linesFromCallback[1], IsLike("1# exportedFunction\\(.*\\) in .*diag_test_module.*"));
-    EXPECT_THAT(linesFromCallback[2], IsLike(addressOnly));
+    EXPECT_THAT(linesFromCallback[0],
+                testing::MatchesRegex("0# .*noteLines\\(\\) at .*stacktrace_test.cpp:\\w+"));
+    EXPECT_THAT(linesFromCallback[1],
+                testing::MatchesRegex("1# exportedFunction\\(.*\\) in .*diag_test_module.*"));
+    EXPECT_THAT(linesFromCallback[2], testing::MatchesRegex(addressOnly));
     EXPECT_THAT(linesFromCallback[2], testing::HasSubstr("diag_test_module"));
-    EXPECT_THAT(linesFromCallback[3], IsLike("3# callThroughStrippedModule\\(.*\\) in .*"));
+    EXPECT_THAT(linesFromCallback[3], testing::MatchesRegex("3# callThroughStrippedModule\\(.*\\) in .*"));
     EXPECT_THAT(linesFromCallback[4], testing::HasSubstr("PrintsWhatIsKnown"));
 }
 
@@ -142,7 +138,7 @@ TEST(ATraceWithoutSymbols, LooksUpNoNames) {
 TEST(ATraceWithoutSymbols, PrintsModuleAndAddressOnly) {
     std::vector<std::string> const lines = linesOf(callOuter({.symbols = false}));
     ASSERT_GT(lines.size(), 2u);
-    EXPECT_THAT(lines, testing::Each(IsLike(addressOnly)));
+    EXPECT_THAT(lines, testing::Each(testing::MatchesRegex(addressOnly)));
     EXPECT_THAT(lines[0], testing::HasSubstr("foundation_diag_test"));
 }
 
