@@ -40,10 +40,23 @@ FrameworkSetting& frameworkSetting() {
     return *setting;
 }
 
-/// As the framework and the log spell paths: UTF-8.
+/// As the framework spells paths: UTF-8.
+/// @throws  std::exception for a name of Windows that is no well-formed text.
 std::string utf8(fs::path const& path) {
     std::u8string const text = path.u8string();
     return {text.begin(), text.end()};
+}
+
+/// As the log shows paths, any of them.
+std::string shown(fs::path const& path) {
+    try {
+        return utf8(path);
+    } catch (std::exception const&) {
+        std::string text;
+        for (auto const unit : path.native())
+            text += unit >= 0x20 && unit < 0x7F ? static_cast<char>(unit) : '?';
+        return text;
+    }
 }
 
 void logFailure(std::string const& file, std::string_view reason) {
@@ -67,25 +80,41 @@ bool succeeds(std::string const& file, std::function<void()> const& step) {
 }
 
 bool isBundleName(fs::path const& name) {
-    static constexpr std::array<std::u8string_view, 4> endings = {u8".dll", u8".so", u8".dylib", u8".zip"};
-    std::u8string const text = name.u8string();
-    return std::any_of(
-        endings.begin(), endings.end(), [&](std::u8string_view ending) { return text.ends_with(ending); });
+    static constexpr std::array<std::string_view, 4> endings = {".dll", ".so", ".dylib", ".zip"};
+    // As the system has it: not every name can be converted.
+    fs::path::string_type const& text = name.native();
+    return std::any_of(endings.begin(), endings.end(), [&](std::string_view ending) {
+        return text.size() >= ending.size() && std::equal(ending.rbegin(), ending.rend(), text.rbegin());
+    });
+}
+
+/// Whether the folder must not be listed: with a path of more than MAX_PATH units, mingw-w64 would list any other one.
+bool isTooLong([[maybe_unused]] fs::path const& folder) {
+#if defined(__MINGW32__)
+    return folder.native().size() >= 260;
+#else
+    return false;
+#endif
 }
 
 /// The names of the bundle files in `folder`, in order; none when there is no such folder.
 std::vector<fs::path> bundleFiles(fs::path const& folder) {
     std::vector<fs::path> names;
     std::error_code error;
+    std::error_code ignored;  // What cannot be looked at is no folder and no file.
+    if (isTooLong(folder)) {
+        error = std::make_error_code(std::errc::filename_too_long);
+        if (fs::exists(folder, ignored)) logFailure(shown(folder), error.message());
+        return names;
+    }
     fs::directory_iterator entry(folder, error);
     if (error == std::errc::no_such_file_or_directory) return names;
     for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-        std::error_code ignored;  // What cannot be looked at is no file.
         if (isBundleName(entry->path().filename()) && entry->is_regular_file(ignored)) {
             names.push_back(entry->path().filename());
         }
     }
-    if (error) logFailure(utf8(folder), error.message());
+    if (error) logFailure(shown(folder), error.message());
     std::sort(names.begin(), names.end(), [](fs::path const& left, fs::path const& right) {
         return left.native() < right.native();
     });
@@ -118,9 +147,9 @@ std::vector<Bundle> installAndStart(fl::filesystem::path const& folder) {
     fs::path const place = (detail::installationRoot() / fs::path(folder)).lexically_normal();
     std::vector<Bundle> started;
     for (fs::path const& name : bundleFiles(place)) {
-        std::string const file = utf8(place / name);
+        std::string const file = shown(place / name);
         std::vector<Bundle> installed;
-        if (!succeeds(file, [&] { installed = install(file); })) continue;
+        if (!succeeds(file, [&] { installed = install(utf8(place / name)); })) continue;
         for (Bundle& bundle : installed) {
             if (succeeds(file, [&bundle] { bundle.Start(); })) started.push_back(std::move(bundle));
         }

@@ -12,6 +12,7 @@
 #include <cppmicroservices/ServiceTracker.h>
 
 #include <filesystem>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -294,6 +295,45 @@ TEST_F(InstallAndStart, TakesNamesOfAnyCharacters) {
     auto const bundles = installAndStart(fs::path("bundles") / name);
     EXPECT_THAT(names(bundles), ElementsAre("a"));
     EXPECT_EQ(bundles.at(0).GetLocation(), text(folder / name / u8"\u00e4.zip"));
+}
+
+TEST_F(InstallAndStart, IsNotStoppedByANameThatIsNoText) {
+    writeZip(folder / "a.zip", bundle("a"));
+#if defined(_WIN32)
+    fs::path const name = std::wstring{wchar_t{0xD800}, L'.', L'z', L'i', L'p'};
+    std::ofstream(folder / name) << "x";
+    EXPECT_THAT(names(installAndStart("bundles")), ElementsAre("a"));
+    // Wine has no such names.
+    EXPECT_EQ(logged().size(), fs::exists(folder / name) ? 1U : 0U);
+#else
+    writeZip(folder / "\xFF.zip", bundle("b"));
+    EXPECT_THAT(names(installAndStart("bundles")), ElementsAre("a", "b")) << "any bytes are a name";
+    EXPECT_THAT(logged(), IsEmpty());
+#endif
+}
+
+TEST_F(InstallAndStart, TakesOrLogsAFolderWithALongPath) {
+    std::vector<fs::path> folders = {folder};
+    while (folders.back().native().size() < 300)
+        folders.push_back(folders.back() / std::string(60, 'd'));
+    EXPECT_THAT(installAndStart(folders.back()), IsEmpty());
+    EXPECT_THAT(logged(), IsEmpty()) << "it is missing";
+    std::error_code error;
+    fs::create_directories(folders.back(), error);
+    if (error) GTEST_SKIP() << "no such folder can be made on this machine: " << error.message();
+    writeZip(folders.back() / "a.zip", bundle("a"));
+    auto const bundles = installAndStart(folders.back());
+    // Nor can such a folder be removed together with what it holds.
+    fs::remove(folders.back() / "a.zip");
+    for (auto made = folders.rbegin(); made != folders.rend(); ++made)
+        fs::remove(*made);
+#if defined(__MINGW32__)
+    EXPECT_THAT(bundles, IsEmpty());
+    EXPECT_THAT(logged(), ElementsAre(testing::StartsWith("left out " + text(folders.back()) + ": ")));
+#else
+    EXPECT_THAT(names(bundles), ElementsAre("a"));
+    EXPECT_THAT(logged(), IsEmpty());
+#endif
 }
 
 TEST_F(InstallAndStart, LoadsCodeFromARootOfAnyCharacters) {
