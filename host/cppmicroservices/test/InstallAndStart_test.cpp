@@ -1,6 +1,7 @@
 #include <foundation/cppmicroservices.hpp>
 
 #include <foundation/fctrl_ext/Registration.hpp>
+#include <foundation/json/parse.hpp>
 
 #include <support/Latch.hpp>
 #include <support/LogCapture.hpp>
@@ -9,13 +10,18 @@
 #include "BundleFiles.h"
 
 #include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/IllegalStateException.h>
+#include <cppmicroservices/ServiceException.h>
 #include <cppmicroservices/ServiceTracker.h>
+#include <cppmicroservices/SharedLibraryException.h>
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -241,6 +247,47 @@ TEST_F(InstallAndStartOfAFailingBundle, LogsWhatItsActivatorSays) {
     EXPECT_THAT(logged(),
                 ElementsAre("left out " + file + ": Bundle registering (location= " + file +
                             ") start failed: told to fail"));
+}
+
+class InstallAndStartOfAnAnsweringBundle : public InstallAndStart {
+protected:
+    using Step = std::shared_ptr<std::function<void()>>;
+
+    InstallAndStartOfAnAnsweringBundle()
+        : InstallAndStartOfAnAnsweringBundle(std::make_shared<std::function<void()>>()) {}
+    explicit InstallAndStartOfAnAnsweringBundle(Step const& given)
+        : InstallAndStart({{"registering.step", Any(given)}}), step(given) {
+        fs::copy_file(REGISTERING_BUNDLE, folder / "a.so");
+        started = installAndStart("bundles");
+        registration =
+            running.context().GetService(running.context().GetServiceReference<fctrl_ext::Registration>());
+    }
+
+    /// Throws the error from the host's code, where the bundle's catches it, and catches the bundle's own.
+    template <class Error>
+    void expectBothWays(Error const& error) {
+        SCOPED_TRACE(error.what());
+        *step = [&error] { throw error; };
+        EXPECT_THAT([&] { registration->addFeaturesOnce(); },
+                    testing::Throws<Error>(
+                        testing::Property(&std::exception::what, testing::HasSubstr("of the bundle"))));
+    }
+
+    Step step;
+    std::vector<Bundle> started;
+    std::shared_ptr<fctrl_ext::Registration> registration;
+};
+
+TEST_F(InstallAndStartOfAnAnsweringBundle, CatchesAndIsCaughtByTheTypesOfExceptions) {
+    ASSERT_TRUE(registration);
+    expectBothWays(json::ParserException(json::ParseResult::emptyText, "of the host", "", 0));
+    expectBothWays(::cppmicroservices::SharedLibraryException(
+        std::make_error_code(std::errc::io_error), "of the host", started.at(0)));
+    expectBothWays(::cppmicroservices::ServiceException("of the host"));
+    expectBothWays(::cppmicroservices::IllegalStateException("of the host"));
+    expectBothWays(::cppmicroservices::BadAnyCastException("of the host"));
+    expectBothWays(std::range_error("of the host"));
+    expectBothWays(std::out_of_range("of the host"));
 }
 
 TEST_F(InstallAndStart, LeavesOutEverythingWithoutARunningFramework) {
