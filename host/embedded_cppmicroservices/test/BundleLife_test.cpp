@@ -101,6 +101,13 @@ TEST_F(Bundles, RunNoCodeUnlessTheActivatorIsTheWordTrue) {
     EXPECT_THAT(journal->lines(), IsEmpty());
 }
 
+TEST_F(Bundles, FindTheLibrariesThatLieBesideThem) {
+    start();
+    Bundle bundle = install(BUILT_DEPENDENT);
+    bundle.Start();
+    EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
+}
+
 TEST_F(Bundles, WhoseCodeCannotBeLoadedDoNotStart) {
     start();
     auto const location = writeZip(folder.path() / "a.zip", bundle("a", R"("bundle.activator": true)"));

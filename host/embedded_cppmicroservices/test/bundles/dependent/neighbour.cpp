@@ -1,0 +1,5 @@
+#include "Neighbour.h"
+
+int neighbour::answer() {
+    return 42;
+}
