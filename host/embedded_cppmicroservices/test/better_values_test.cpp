@@ -90,7 +90,7 @@ TEST(AMovedFromMap, IsValid) {
         AnyMap map(type, {{"a", Any(1)}});
         AnyMap const taken = std::move(map);
         EXPECT_EQ(taken.size(), 1U);
-        map.clear();  // NOLINT(bugprone-use-after-move)
+        map.clear();  // NOLINT(bugprone-use-after-move): that this is allowed is what is tested
         EXPECT_EQ(map.GetType(), type);
         EXPECT_TRUE(map.find("a") == map.end());
         map["b"] = 2;

@@ -92,7 +92,7 @@ public:
     Any(Any const& other) : content_(other.content_ ? other.content_->clone() : nullptr) {}
     Any(Any&& other) noexcept = default;
     template <detail::AnyValue T>
-    Any(T&& value)  // NOLINT(bugprone-forwarding-reference-overload): no Any is an AnyValue
+    Any(T&& value)
         : content_(std::make_unique<detail::AnyHolder<std::remove_cvref_t<T>>>(std::in_place,
                                                                                std::forward<T>(value))) {}
     ~Any() = default;

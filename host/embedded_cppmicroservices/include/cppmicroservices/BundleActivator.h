@@ -27,7 +27,6 @@ struct BundleActivator {
 #define US_ACTIVATOR_JOIN_(prefix, name) prefix##name
 #define US_ACTIVATOR_JOIN(prefix, name) US_ACTIVATOR_JOIN_(prefix, name)
 
-// NOLINTBEGIN(bugprone-macro-parentheses): a type takes none
 /// Makes `Type` the activator of the bundle that US_BUNDLE_NAME names. To be used once, outside of any
 /// namespace.
 #define CPPMICROSERVICES_EXPORT_BUNDLE_ACTIVATOR(Type)                                                       \
@@ -39,4 +38,3 @@ struct BundleActivator {
         ::cppmicroservices::BundleActivator * activator) {                                                   \
         delete activator;                                                                                    \
     }
-// NOLINTEND(bugprone-macro-parentheses)

@@ -123,10 +123,9 @@ bool isTypedResult(ParseResult result) {
 
 }  // namespace
 
-// NOLINTNEXTLINE(readability-identifier-naming): libFuzzer's name
+// Declared first: libFuzzer finds it by its name, without a header.
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
-// NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     std::string_view const text(reinterpret_cast<char const*>(data), size);
     Value const untouched("untouched");

@@ -16,7 +16,6 @@
 #include <thread>
 #include <vector>
 
-// NOLINTNEXTLINE(readability-identifier-naming): libFuzzer's name
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
 namespace foundation::feature::management {
