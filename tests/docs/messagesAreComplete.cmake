@@ -100,7 +100,7 @@ foreach(file IN LISTS files)
   endif()
 endforeach()
 
-# The other way: what stands between the placeholders of a row's first cell.
+# Each row begins with a text of some source, but for what is put in for each <...>.
 set(rows 0)
 set(rest "${page}")
 while(rest MATCHES "\n[|] `([^`\n]*)`")
