@@ -1,13 +1,13 @@
 #include <foundation/log/diagnostic_logger.hpp>
 
-#include "LogCapture.hpp"
+#include <support/GroupingLocale.hpp>
+#include <support/LogCapture.hpp>
 
 #include <boost/log/expressions.hpp>
 #include <gmock/gmock.h>
 
 #include <atomic>
 #include <future>
-#include <locale>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
@@ -162,16 +162,10 @@ TEST(AFormat, MayBeAnyCallable) {
 }
 
 TEST(AFormat, UsesTheClassicLocaleWhateverTheGlobalOne) {
-    struct Grouping : std::numpunct<char> {
-        char do_thousands_sep() const override { return '.'; }
-        char do_decimal_point() const override { return ','; }
-        std::string do_grouping() const override { return "\3"; }
-    };
     LogCapture const capture;
     Logger logger("a");
-    std::locale const before = std::locale::global(std::locale(std::locale::classic(), new Grouping));
+    foundation::test::GroupingLocale const locale;
     logger.write(512, here, [](std::ostream& out) { out << 1234567 << ' ' << 0.5 << ' ' << true; });
-    std::locale::global(before);
     EXPECT_THAT(capture.records(), ElementsAre(message("1234567 0.5 1")));
 }
 

@@ -1,5 +1,7 @@
 // Where the embedded framework does better than the installed one: values and manifests.
 
+#include <support/GroupingLocale.hpp>
+
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/AnyMap.h>
 #include <cppmicroservices/Bundle.h>
@@ -7,7 +9,6 @@
 
 #include <fstream>
 #include <limits>
-#include <locale>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -126,17 +127,10 @@ TEST(Json, KeepsItsIndentBehindControlCharacters) {
     EXPECT_EQ(Any(std::vector<std::string>{"\x01", "b"}).ToJSON(true), "[\n    \"\\u0001\",\n    \"b\"\n]");
 }
 
-struct Grouping final : std::numpunct<char> {
-    [[nodiscard]] char do_thousands_sep() const override { return '.'; }
-    [[nodiscard]] std::string do_grouping() const override { return "\3"; }
-    [[nodiscard]] char do_decimal_point() const override { return ','; }
-};
-
 TEST(Json, IsTheSameInEveryLocale) {
-    std::locale const before = std::locale::global(std::locale(std::locale(), new Grouping));
+    foundation::test::GroupingLocale const locale;
     EXPECT_EQ(Any(1234567).ToJSON(), "1234567");
     EXPECT_EQ(Any(1.5).ToJSON(), "1.5");
-    std::locale::global(before);
 }
 
 }  // namespace

@@ -1,11 +1,12 @@
 #include <foundation/json/parse.hpp>
 
+#include <support/GroupingLocale.hpp>
+
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <cmath>
 #include <limits>
-#include <locale>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -92,15 +93,8 @@ TEST(ANumber, EndsWhereItsTextEnds) {
     EXPECT_EQ(string_to_double(std::string_view("1234", 2)), 12.0);
 }
 
-/// Writes and reads numbers as much of Europe does.
-class CommaPoint : public std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(Numbers, DoNotDependOnTheLocale) {
-    std::locale::global(std::locale(std::locale::classic(), new CommaPoint));
+    foundation::test::GroupingLocale const locale;
     EXPECT_EQ(string_to_double("1234.5"), 1234.5);
     EXPECT_EQ(string_to_double("1,5"), std::nullopt);
     EXPECT_EQ(parse("1234.5"), Value(1234.5));

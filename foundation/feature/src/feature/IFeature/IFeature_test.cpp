@@ -1,6 +1,5 @@
 #include <foundation/feature/IFeature.hpp>
 
-#include <locale>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -16,7 +15,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "LogCapture.hpp"
+#include <support/GroupingLocale.hpp>
+#include <support/LogCapture.hpp>
 
 namespace foundation::feature {
 namespace {
@@ -149,11 +149,7 @@ TEST_P(AHandle, LogsNothingWhenItsSeverityIsOff) {
 }
 
 TEST_P(AHandle, LogsNumbersWithoutGroupingWhateverTheHostsLocale) {
-    struct Grouping : std::numpunct<char> {
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-    std::locale::global(std::locale(std::locale::classic(), new Grouping));
+    test::GroupingLocale const locale;
     auto const feature = make("Alpha", -1234567);
     log::setChannelMask(setChannel, changes);
     test::LogCapture const capture;

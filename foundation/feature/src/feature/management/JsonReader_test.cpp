@@ -1,5 +1,7 @@
 #include "JsonReader.hpp"
 
+#include <support/GroupingLocale.hpp>
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,7 +11,6 @@
 #include <initializer_list>
 #include <iterator>
 #include <limits>
-#include <locale>
 #include <map>
 #include <string>
 #include <string_view>
@@ -147,15 +148,8 @@ TEST(ANegativeZero, KeepsItsSign) {
     }
 }
 
-/// Writes and reads numbers as much of Europe does.
-class CommaPoint : public std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(ANumber, DoesNotDependOnTheLocale) {
-    std::locale::global(std::locale(std::locale::classic(), new CommaPoint));
+    foundation::test::GroupingLocale const locale;
     expectAccepted({"a point is a point", "[1.5,1234]", Array{1.5, 1234.0}});
     expectAccepted({"typed numbers too",
                     R"({"qztype":"int32","qzdata":[1234]})",

@@ -3,13 +3,13 @@
 #include <foundation/feature/management.hpp>
 
 #include <LogCapture.hpp>
+#include <support/GroupingLocale.hpp>
 #include <support/Latch.hpp>
 
 #include <gtest/gtest.h>
 
 #include <exception>
 #include <functional>
-#include <locale>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -20,6 +20,8 @@
 
 /// What the registry's tests share.
 namespace foundation::feature::management::test {
+
+using foundation::test::GroupingLocale;
 
 inline constexpr char const* registrationChannel = "foundation::feature::registration";
 inline constexpr char const* lookupChannel = "foundation::feature::lookup";
@@ -131,24 +133,5 @@ inline void runTogether(int count, std::function<void(int)> const& work) {
         });
     }
 }
-
-/// Until it ends, new streams write 1234567 as 1.234.567 and 1.5 as 1,5.
-class GroupingLocale {
-public:
-    GroupingLocale() : before_(std::locale::global(std::locale(std::locale(), new Punctuation))) {}
-    ~GroupingLocale() { std::locale::global(before_); }
-
-    GroupingLocale(GroupingLocale const&) = delete;
-    GroupingLocale& operator=(GroupingLocale const&) = delete;
-
-private:
-    class Punctuation : public std::numpunct<char> {
-        char do_decimal_point() const override { return ','; }
-        char do_thousands_sep() const override { return '.'; }
-        std::string do_grouping() const override { return "\3"; }
-    };
-
-    std::locale before_;
-};
 
 }  // namespace foundation::feature::management::test

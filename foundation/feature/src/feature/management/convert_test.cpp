@@ -2,6 +2,8 @@
 
 #include "RegistryTest.hpp"
 
+#include <support/GroupingLocale.hpp>
+
 #include <foundation/json/Value.hpp>
 #include <foundation/json/parse.hpp>
 
@@ -12,7 +14,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
-#include <locale>
 #include <map>
 #include <ostream>
 #include <stdexcept>
@@ -531,15 +532,8 @@ TEST(TheNesting, CountsTheLevelsOfJsonTextToo) {
     EXPECT_NO_THROW(convert(nested(512, inVector, Any(std::string("text")))));
 }
 
-/// Writes numbers as much of Europe does.
-class CommaPoint : public std::numpunct<char> {
-    char do_decimal_point() const override { return ','; }
-    char do_thousands_sep() const override { return '.'; }
-    std::string do_grouping() const override { return "\3"; }
-};
-
 TEST(TheLocale, ChangesNothing) {
-    std::locale::global(std::locale(std::locale::classic(), new CommaPoint));
+    foundation::test::GroupingLocale const locale;
     expectConverted({
         {"numbers with a point", printed("[1234.5]"), Array{1234.5}},
         {"typed numbers",
