@@ -188,6 +188,17 @@ TEST_F(ATrace, KeepsTheIndentBalancedWhenMasksChangeInside) {
     }
 }
 
+TEST_F(ATrace, ThatIsSwitchedOnInsideSaysThatAnExceptionLeaves) {
+    setChannelMask("a", 512);
+    try {
+        Trace const trace(logger_, outer);
+        setChannelMask("a", traces);
+        throw std::runtime_error("thrown");
+    } catch (std::runtime_error const&) {
+    }
+    EXPECT_THAT(capture_.records(), ElementsAre(leave(outer, 0, " [throw]")));
+}
+
 TEST_F(ATrace, OpensNoScopeWhileTheCoreIsDisabled) {
     boost::log::core::get()->set_logging_enabled(false);
     {

@@ -110,7 +110,9 @@ public:
     /// @cost            Not enabled: one relaxed load and a branch.
     template <class Format>
     void write(unsigned severity, SourceLocation const& location, Format&& format) {
-        if ((mask() & severity) != 0) writeRecord(severity, location, format);
+        if ((mask() & severity) != 0) [[unlikely]] {
+            writeRecord(severity, location, format);
+        }
     }
 
 private:
@@ -130,16 +132,20 @@ private:
 ///
 /// 32 and 64 are tested each by itself, when its record is due. The indent follows the entry: it is one
 /// deeper until the end of the trace when 32 was enabled at its beginning, whatever becomes of the masks
-/// meanwhile.
+/// meanwhile. How many exceptions were in flight at the beginning is known only when one of the two was enabled
+/// then; when 64 is enabled later, " [throw]" follows whenever an exception is in flight at the end.
 template <class CharT>
 class basic_diagnostic_logger<CharT>::FunctionTrace {
 public:
     /// @param location  `function` is the signature that is logged.
     /// @throws          What writing the entry record throws; no indent is left behind.
-    /// @cost            Disabled: a relaxed load and a branch for each severity, and the number of
-    /// exceptions.
+    /// @cost            Disabled: a relaxed load and a branch at each end.
     FunctionTrace(basic_diagnostic_logger& logger, SourceLocation const& location)
-        : logger_(logger), location_(location), exceptionsAtEntry_(std::uncaught_exceptions()) {
+        : logger_(logger), location_(location) {
+        if ((logger_.mask() & (entrySeverity | leaveSeverity)) == 0) [[likely]] {
+            return;
+        }
+        exceptionsAtEntry_ = std::uncaught_exceptions();  // Costs more than all the rest.
         if (!logger_.isEnabled(entrySeverity)) return;
         log(entrySeverity, "");
         scope_.channel = &logger_.channel_;
@@ -151,8 +157,13 @@ public:
 
     /// Lets no exception out: a leave record that cannot be written is dropped.
     ~FunctionTrace() {
-        if (scope_.channel != nullptr) detail::leaveScope(scope_);
-        if (!logger_.isEnabled(leaveSeverity)) return;
+        if (scope_.channel != nullptr) [[unlikely]] {
+            detail::leaveScope(scope_);
+        }
+        if ((logger_.mask() & leaveSeverity) == 0) [[likely]] {
+            return;
+        }
+        if (!detail::coreEnabled()) return;
         try {
             log(leaveSeverity, std::uncaught_exceptions() > exceptionsAtEntry_ ? " [throw]" : "");
         } catch (...) {
@@ -171,7 +182,7 @@ private:
 
     basic_diagnostic_logger& logger_;
     SourceLocation location_;
-    int exceptionsAtEntry_;
+    int exceptionsAtEntry_ = 0;
     detail::OpenScope scope_;
 };
 
