@@ -51,6 +51,8 @@ public:
     detail::State* getState() const override;
 
 private:
+    std::uint64_t resolve() const;
+
     static constexpr std::uint64_t unresolved = ~std::uint64_t{0};
 
     mutable std::atomic<std::uint64_t> cachedIndex;

@@ -46,12 +46,14 @@ Scope Feature<Scope::ZOR>::getScope() const {
 }
 
 detail::State* Feature<Scope::ZOR>::getState() const {
-    std::uint64_t index = cachedIndex;
-    if (index == unresolved) {
-        index = management::zor::getDataIndex(nameUpToNul(*this));
-        cachedIndex.exchange(index);
-    }
-    return management::zor::getDataPtr(index);
+    std::uint64_t const index = cachedIndex.load(std::memory_order_acquire);
+    return management::zor::getDataPtr(index != unresolved ? index : resolve());
+}
+
+std::uint64_t Feature<Scope::ZOR>::resolve() const {
+    std::uint64_t const index = management::zor::getDataIndex(nameUpToNul(*this));
+    cachedIndex.exchange(index);
+    return index;
 }
 
 }  // namespace foundation::feature

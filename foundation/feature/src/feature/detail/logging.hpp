@@ -8,12 +8,12 @@ using Logger = foundation::log::basic_diagnostic_logger<char>;
 using FunctionTrace = Logger::FunctionTrace;
 using SourceLocation = foundation::log::SourceLocation;
 
-/// The severities of the library's records: bits of a channel's mask. The function traces' own, 32 and 64,
-/// are the logger's.
+/// The severities of the library's records: bits of a channel's mask.
 namespace severity {
 inline constexpr unsigned parameters = 2;     // of each registration and lookup
 inline constexpr unsigned details = 8;        // of lookups
 inline constexpr unsigned changes = 16;       // of values, environment overrides included
+inline constexpr unsigned traces = 32 | 64;   // of functions entered and left; the logger's own
 inline constexpr unsigned slowLookups = 256;  // and failing registration services
 inline constexpr unsigned rejections = 512;   // of registrations, environment values and extension manifests
 }  // namespace severity

@@ -23,6 +23,7 @@
 #include <cppmicroservices/ServiceReference.h>
 #include <cppmicroservices/ServiceTracker.h>
 
+#include "../detail/NoInline.hpp"
 #include "../detail/ThreadSafety.hpp"
 #include "../detail/logging.hpp"
 #include "applyEnvironmentOverride.hpp"
@@ -408,6 +409,49 @@ void AllFeatures::getAllFeatures(std::vector<std::unique_ptr<IFeature>>& feature
     }
 }
 
+std::size_t tableSlot() {
+    static std::size_t const slot = EngineStorage::getNextID(typeid(PerZorFeatures));
+    return slot;
+}
+
+/// The table of the current engine instance; null when it has none yet.
+PerZorFeatures* findTable() {
+    return static_cast<PerZorFeatures*>(EngineStorage::find(tableSlot(), typeid(PerZorFeatures)));
+}
+
+detail::Logger& dataPtrLogger() {
+    static detail::Logger logger(detail::channel::lookup);
+    return logger;
+}
+
+/// `zor::getDataPtr` with its log records, making what the current engine instance lacks.
+FOUNDATION_NOINLINE detail::State* makeDataPtr(std::size_t index) {
+    detail::Logger& logger = dataPtrLogger();
+    static constexpr detail::SourceLocation location{
+        detail::managementSource,
+        "foundation::feature::detail::State* foundation::feature::management::zor::getDataPtr(std::size_t)",
+        0};
+    detail::FunctionTrace const trace(logger, location);
+    logger.write(
+        detail::severity::parameters, location, [&](std::ostream& out) { out << " index=" << index; });
+
+    PerZorFeatures* table = findTable();
+    if (table == nullptr) {
+        auto fresh = std::make_unique<PerZorFeatures>();
+        allFeatures().addZorFeatures(*fresh);
+        std::unique_ptr<void, void (*)(void*)> owned(
+            fresh.release(), [](void* ours) { delete static_cast<PerZorFeatures*>(ours); });
+        // Another thread of this engine instance may have been first; then its table counts and ours goes.
+        table = static_cast<PerZorFeatures*>(
+            EngineStorage::findOrInsert(tableSlot(), typeid(PerZorFeatures), std::move(owned)));
+    }
+    if (index >= table->size()) allFeatures().addZorFeatures(*table);
+    if (index >= table->size()) {
+        throw std::out_of_range("zor feature #" + std::to_string(index) + " is out of bounds.");
+    }
+    return table->at(index);
+}
+
 /// Whether `look()` finds something; it reports that it does not by throwing.
 template <class Look>
 bool finds(Look const& look) {
@@ -546,31 +590,12 @@ std::size_t zor::getDataIndex(std::string const& name) {
 }
 
 detail::State* zor::getDataPtr(std::size_t index) {
-    static detail::Logger logger(detail::channel::lookup);
-    static constexpr detail::SourceLocation location{
-        detail::managementSource,
-        "foundation::feature::detail::State* foundation::feature::management::zor::getDataPtr(std::size_t)",
-        0};
-    detail::FunctionTrace const trace(logger, location);
-    logger.write(
-        detail::severity::parameters, location, [&](std::ostream& out) { out << " index=" << index; });
-
-    static std::size_t const slot = EngineStorage::getNextID(typeid(PerZorFeatures));
-    void* stored = EngineStorage::find(slot, typeid(PerZorFeatures));
-    if (stored == nullptr) {
-        auto fresh = std::make_unique<PerZorFeatures>();
-        allFeatures().addZorFeatures(*fresh);
-        std::unique_ptr<void, void (*)(void*)> owned(
-            fresh.release(), [](void* table) { delete static_cast<PerZorFeatures*>(table); });
-        // Another thread of this engine instance may have been first; then its table counts and ours goes.
-        stored = EngineStorage::findOrInsert(slot, typeid(PerZorFeatures), std::move(owned));
+    // Each read of a per-instance feature comes this way, and nearly always ends here.
+    if ((dataPtrLogger().mask() & (detail::severity::traces | detail::severity::parameters)) == 0) {
+        PerZorFeatures const* const table = findTable();
+        if (table != nullptr && index < table->size()) return table->at(index);
     }
-    auto& table = *static_cast<PerZorFeatures*>(stored);
-    if (index >= table.size()) allFeatures().addZorFeatures(table);
-    if (index >= table.size()) {
-        throw std::out_of_range("zor feature #" + std::to_string(index) + " is out of bounds.");
-    }
-    return table.at(index);
+    return makeDataPtr(index);
 }
 
 }  // namespace foundation::feature::management
