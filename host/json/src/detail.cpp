@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -97,9 +98,27 @@ std::optional<double> nearest(std::string_view number) {
     return std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
+/// A number without fraction and exponent, and with so few digits that a double holds it exactly: the most frequent.
+std::optional<double> smallWhole(std::string_view text) {
+    constexpr std::size_t mostDigits = std::numeric_limits<double>::digits10;
+    std::string_view digits = text;
+    bool const isNegative = take(digits, '-');
+    if (digits.empty() || digits.size() > mostDigits || (digits.size() > 1 && digits.front() == '0')) {
+        return std::nullopt;
+    }
+    std::int64_t number = 0;
+    for (char const digit : digits) {
+        if (!isDigit(digit)) return std::nullopt;
+        number = 10 * number + (digit - '0');
+    }
+    auto const value = static_cast<double>(number);
+    return isNegative ? -value : value;
+}
+
 }  // namespace
 
 std::optional<double> string_to_double(std::string_view text) {
+    if (auto const value = smallWhole(text)) return value;
     std::optional<Number> const number = split(text);
     if (!number) return std::nullopt;
     if (auto const value = nearest(text)) return value;

@@ -1,6 +1,6 @@
 #include "JsonReader.hpp"
 
-#include <algorithm>
+#include <array>
 #include <bitset>
 #include <charconv>
 #include <cstdint>
@@ -60,9 +60,24 @@ bool isLowSurrogate(char16_t unit) {
     return (unit & 0xFC00) == 0xDC00;
 }
 
-/// Whether a string holds `c` as it is.
+bool isBlank(char c) {
+    return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// For each byte, whether a string holds it as it is. A table, since most of a text is looked up here.
+constexpr auto plainBytes = [] {
+    std::array<bool, 256> result{};
+    for (std::size_t byte = 0x20; byte < 0x80; ++byte)
+        result[byte] = byte != '"' && byte != '\\';
+    return result;
+}();
+
 bool isPlain(char c) {
-    return c >= 0x20 && c != '"' && c != '\\' && static_cast<unsigned char>(c) < 0x80;
+    return plainBytes[static_cast<unsigned char>(c)];
 }
 
 /// The length of the UTF-8 sequence of two to four bytes that `text` begins with; 0 when it is ill-formed.
@@ -118,21 +133,28 @@ private:
     bool atEnd() const { return at_ == text_.size(); }
     bool isDeepest() const { return depth_ + levels_.size() >= deepestNesting; }
     bool take(char c);
-    void skipBlanks();
+    template <class Condition>
+    void skipWhile(Condition const& holds) {
+        while (!atEnd() && holds(text_[at_]))
+            ++at_;
+    }
+    void skipBlanks() { skipWhile(isBlank); }
     bool skipDigits();
 
-    std::optional<Value> beginValue();
-    std::optional<Value> continueLevel(Value element);
+    bool beginValue();
+    bool continueLevel();
+    template <class Content>
+    void add(Content&& content);
     void open(bool isObject);
-    Value close();
+    void close();
     void readName();
     void applyType(Level& level, IntegerType const* type);
     void rereadData(Level& level);
-    Value readIntegers(Level& level);
+    std::vector<Value> readIntegers(Level& level);
     Value readInteger(IntegerType const* type);
 
-    Value readWord(std::string_view word, Value meaning);
-    Value readNumber();
+    void skipWord(std::string_view word);
+    double readNumber();
     std::string readString();
     void readEscape(std::string& result);
     char16_t readUnit(std::size_t escapeAt);
@@ -141,6 +163,7 @@ private:
     std::size_t depth_;  // outside the text
     std::size_t at_ = 0;
     std::vector<Level> levels_;
+    Value document_;
 };
 
 bool Reader::take(char c) {
@@ -149,84 +172,110 @@ bool Reader::take(char c) {
     return true;
 }
 
-void Reader::skipBlanks() {
-    at_ = std::min(text_.find_first_not_of(" \t\r\n", at_), text_.size());
-}
-
 /// @return  Whether there was any.
 bool Reader::skipDigits() {
     std::size_t const first = at_;
-    at_ = std::min(text_.find_first_not_of("0123456789", first), text_.size());
+    skipWhile(isDigit);
     return at_ != first;
 }
 
 Value Reader::readDocument() {
     skipBlanks();
     if (atEnd()) fail(ParseResult::emptyText);
-    std::optional<Value> complete;
-    do {
-        complete = beginValue();
-        while (complete && !levels_.empty())
-            complete = continueLevel(std::move(*complete));
-    } while (!complete);
+    for (bool isComplete = false; !isComplete;) {
+        isComplete = beginValue();
+        while (isComplete && !levels_.empty())
+            isComplete = continueLevel();
+    }
     skipBlanks();
-    return std::move(*complete);
+    return std::move(document_);
 }
 
-/// Reads the value that begins here; of an array or object with content only what stands before its first
-/// element, and gives nothing.
-std::optional<Value> Reader::beginValue() {
+/// Reads the value that begins here and adds it; of an array or object with content only what stands before its
+/// first element.
+/// @return  Whether the value is complete.
+bool Reader::beginValue() {
     if (!levels_.empty() && levels_.back().name == typedData) {
         Level& level = levels_.back();
         level.dataAt = at_;
         level.dataType = nullptr;
         level.dataFits.reset();
-        if (level.type != nullptr) return readIntegers(level);
+        if (level.type != nullptr) {
+            add(readIntegers(level));
+            return true;
+        }
     }
     if (atEnd()) fail(ParseResult::invalidValue);
     switch (text_[at_]) {
     case '{':
         open(true);
-        if (take('}')) return close();
-        readName();
-        return std::nullopt;
+        if (!take('}')) {
+            readName();
+            return false;
+        }
+        close();
+        break;
     case '[':
         open(false);
-        if (take(']')) return close();
-        return std::nullopt;
+        if (!take(']')) return false;
+        close();
+        break;
     case '"':
-        return readString();
+        add(readString());
+        break;
     case 't':
-        return readWord("true", true);
+        skipWord("true");
+        add(true);
+        break;
     case 'f':
-        return readWord("false", false);
+        skipWord("false");
+        add(false);
+        break;
     case 'n':
-        return readWord("null", json::Null{});
+        skipWord("null");
+        add(json::Null{});
+        break;
     default:
-        return readNumber();
+        add(readNumber());
     }
+    return true;
 }
 
-/// Puts an element into the innermost array or object; gives that when it is complete, else nothing, and
-/// stands where the next value begins.
-std::optional<Value> Reader::continueLevel(Value element) {
-    Level& level = levels_.back();
-    if (level.isObject) {
-        bool const isType = level.name == typeOfData;
-        Value const& member =
-            level.members.insert_or_assign(std::move(level.name), std::move(element)).first->second;
-        if (isType) applyType(level, findType(member));
-    } else {
-        level.items.push_back(std::move(element));
-    }
+/// Reads on after an element of the innermost array or object, to where the next value begins.
+/// @return  Whether that array or object is complete; it has been added then.
+bool Reader::continueLevel() {
+    Level const& level = levels_.back();
     skipBlanks();
-    if (take(level.isObject ? '}' : ']')) return close();
+    if (take(level.isObject ? '}' : ']')) {
+        close();
+        return true;
+    }
     if (!take(',')) {
         fail(level.isObject ? ParseResult::commaOrBraceExpected : ParseResult::commaOrBracketExpected);
     }
     skipBlanks();
     if (level.isObject) readName();
-    return std::nullopt;
+    return false;
+}
+
+/// Puts a complete value where it belongs: into the innermost array or object, or it is the document. What a value
+/// is made of, rather than the value: so it is made where it stays.
+template <class Content>
+void Reader::add(Content&& content) {
+    if (levels_.empty()) {
+        document_ = Value(std::forward<Content>(content));
+        return;
+    }
+    Level& level = levels_.back();
+    if (!level.isObject) {
+        level.items.emplace_back(std::forward<Content>(content));
+        return;
+    }
+    bool const isType = level.name == typeOfData;
+    auto const [member, isNew] =
+        level.members.try_emplace(std::move(level.name), std::forward<Content>(content));
+    if (!isNew) member->second = Value(std::forward<Content>(content));  // not taken by the call before
+    if (isType) applyType(level, findType(member->second));
 }
 
 void Reader::open(bool isObject) {
@@ -236,12 +285,16 @@ void Reader::open(bool isObject) {
     skipBlanks();
 }
 
-Value Reader::close() {
-    Level& level = levels_.back();
-    if (level.dataAt && level.dataType != level.type) rereadData(level);
-    Value complete = level.isObject ? Value(std::move(level.members)) : Value(std::move(level.items));
+/// Adds the innermost array or object, which is complete, to the one around it.
+void Reader::close() {
+    if (levels_.back().dataAt && levels_.back().dataType != levels_.back().type) rereadData(levels_.back());
+    Level complete = std::move(levels_.back());
     levels_.pop_back();
-    return complete;
+    if (complete.isObject) {
+        add(std::move(complete.members));
+    } else {
+        add(std::move(complete.items));
+    }
 }
 
 /// Reads the name of a member, and the colon after it.
@@ -269,7 +322,7 @@ void Reader::rereadData(Level& level) {
 
 /// Reads an array of integers as `level.type`. When that is null, as ordinary JSON, which happens only to
 /// what was read as integers before.
-Value Reader::readIntegers(Level& level) {
+std::vector<Value> Reader::readIntegers(Level& level) {
     if (!take('[')) fail(ParseResult::typedArrayExpected);
     if (isDeepest()) fail(ParseResult::nestingTooDeep, at_ - 1);
     std::vector<Value> items;
@@ -307,13 +360,12 @@ Value Reader::readInteger(IntegerType const* type) {
     return static_cast<std::int64_t>(isNegative ? 0 - magnitude : magnitude);
 }
 
-Value Reader::readWord(std::string_view word, Value meaning) {
+void Reader::skipWord(std::string_view word) {
     if (!text_.substr(at_).starts_with(word)) fail(ParseResult::invalidValue);
     at_ += word.size();
-    return meaning;
 }
 
-Value Reader::readNumber() {
+double Reader::readNumber() {
     std::size_t const start = at_;
     take('-');
     if (!take('0') && !skipDigits()) fail(ParseResult::invalidValue);
@@ -328,12 +380,12 @@ Value Reader::readNumber() {
 }
 
 std::string Reader::readString() {
-    ++at_;
+    std::size_t start = ++at_;
+    skipWhile(isPlain);
+    if (take('"')) return std::string(text_.substr(start, at_ - 1 - start));
+
     std::string result;
     for (;;) {
-        std::size_t const start = at_;
-        while (!atEnd() && isPlain(text_[at_]))
-            ++at_;
         result.append(text_, start, at_ - start);
         if (atEnd()) fail(ParseResult::unterminatedString);
         if (take('"')) return result;
@@ -347,6 +399,8 @@ std::string Reader::readString() {
             result.append(text_, at_, length);
             at_ += length;
         }
+        start = at_;
+        skipWhile(isPlain);
     }
 }
 
