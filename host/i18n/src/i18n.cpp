@@ -1,5 +1,6 @@
 #include <fl/i18n.hpp>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <stdexcept>
@@ -137,9 +138,9 @@ std::u16string readVariable(std::string const& name, std::u16string const& /*wid
 }  // namespace
 
 std::u16string getenv(std::string const& name) {
-    constexpr std::string_view impossible("=\0", 2);
     std::u16string const wideName = utf8_to_ustring(name);
-    if (name.empty() || name.find_first_of(impossible) != std::string::npos) return {};
+    auto const contains = [&name](char character) { return name.find(character) != std::string::npos; };
+    if (name.empty() || contains('=') || contains('\0')) return {};
     return readVariable(name, wideName);
 }
 
@@ -152,9 +153,13 @@ std::string to_string(std::u16string const& text) {
 }
 
 std::u16string utf8_to_ustring(std::string const& text) {
+    // ASCII, mostly all of the text, goes over as it is.
+    auto const firstOther = std::find_if(
+        text.begin(), text.end(), [](char byte) { return static_cast<unsigned char>(byte) >= 0x80; });
     std::u16string out;
     out.reserve(text.size());
-    for (std::size_t position = 0; position < text.size();)
+    out.assign(text.begin(), firstOther);
+    for (auto position = static_cast<std::size_t>(firstOther - text.begin()); position < text.size();)
         appendUtf16(out, decodeUtf8(text, position));
     return out;
 }
