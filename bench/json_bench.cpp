@@ -179,6 +179,11 @@ void addJson() {
         });
     });
     addScenario("read_json/rapidjson_to_values", [] { return timeOfReading(readIntoValues); });
+    // Reads nothing: what the values cost by themselves.
+    addScenario("read_json/copying", [] {
+        Value const list = readIntoValues(descriptorList());
+        return timeOfReading([&](std::string const&) { return list; });
+    });
     addScenario("read_json/boost", [] {
         return timeOfReading([](std::string const& text) { return boost::json::parse(text); });
     });

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <memory>
 #include <random>
@@ -53,6 +54,10 @@ void addScenario(std::string const& name, std::function<double()> measure) {
 bool runScenario(std::string const& name) {
     auto const scenario = scenarios().find(name);
     if (scenario == scenarios().end()) return false;
+    // Memory that is given back stays with the process: whether the kernel has to give it out again would depend on what
+    // happens to lie at the end of the heap.
+    mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
+    mallopt(M_MMAP_MAX, 0);
     std::printf("%.17g\n", scenario->second());
     return true;
 }
