@@ -135,8 +135,10 @@ private:
     bool take(char c);
     template <class Condition>
     void skipWhile(Condition const& holds) {
-        while (!atEnd() && holds(text_[at_]))
-            ++at_;
+        std::size_t at = at_;  // a local one, which need not be stored for each byte
+        while (at != text_.size() && holds(text_[at]))
+            ++at;
+        at_ = at;
     }
     void skipBlanks() { skipWhile(isBlank); }
     bool skipDigits();
@@ -155,7 +157,7 @@ private:
 
     void skipWord(std::string_view word);
     double readNumber();
-    std::string readString();
+    void readString(std::string& result);
     void readEscape(std::string& result);
     char16_t readUnit(std::size_t escapeAt);
 
@@ -220,9 +222,12 @@ bool Reader::beginValue() {
         if (!take(']')) return false;
         close();
         break;
-    case '"':
-        add(readString());
+    case '"': {
+        std::string text;
+        readString(text);
+        add(std::move(text));
         break;
+    }
     case 't':
         skipWord("true");
         add(true);
@@ -288,19 +293,22 @@ void Reader::open(bool isObject) {
 /// Adds the innermost array or object, which is complete, to the one around it.
 void Reader::close() {
     if (levels_.back().dataAt && levels_.back().dataType != levels_.back().type) rereadData(levels_.back());
-    Level complete = std::move(levels_.back());
-    levels_.pop_back();
-    if (complete.isObject) {
-        add(std::move(complete.members));
+    auto const addTaken = [this](auto& elements) {
+        auto complete = std::move(elements);
+        levels_.pop_back();
+        add(std::move(complete));
+    };
+    if (levels_.back().isObject) {
+        addTaken(levels_.back().members);
     } else {
-        add(std::move(complete.items));
+        addTaken(levels_.back().items);
     }
 }
 
 /// Reads the name of a member, and the colon after it.
 void Reader::readName() {
     if (atEnd() || text_[at_] != '"') fail(ParseResult::nameExpected);
-    levels_.back().name = readString();
+    readString(levels_.back().name);
     skipBlanks();
     if (!take(':')) fail(ParseResult::colonExpected);
     skipBlanks();
@@ -379,16 +387,13 @@ double Reader::readNumber() {
     return *number;
 }
 
-std::string Reader::readString() {
+void Reader::readString(std::string& result) {
     std::size_t start = ++at_;
     skipWhile(isPlain);
-    if (take('"')) return std::string(text_.substr(start, at_ - 1 - start));
-
-    std::string result;
+    result.assign(text_, start, at_ - start);
     for (;;) {
-        result.append(text_, start, at_ - start);
         if (atEnd()) fail(ParseResult::unterminatedString);
-        if (take('"')) return result;
+        if (take('"')) return;
         if (text_[at_] == '\\') {
             readEscape(result);
         } else if (static_cast<unsigned char>(text_[at_]) < 0x20) {
@@ -401,6 +406,7 @@ std::string Reader::readString() {
         }
         start = at_;
         skipWhile(isPlain);
+        result.append(text_, start, at_ - start);
     }
 }
 
