@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <ostream>
 #include <stdexcept>
 #include <typeindex>
@@ -88,6 +89,34 @@ struct ZorEntry {
     std::size_t index;
 };
 
+/// A name with its hash, which a lookup in several tables needs only once.
+struct HashedName {
+    explicit HashedName(std::string const& text_) : text(text_), hash(std::hash<std::string>()(text_)) {}
+
+    std::string const& text;
+    std::size_t hash;
+};
+
+struct HashOfName {
+    using is_transparent = void;
+
+    // Not noexcept: tables keep the hashes of their entries only when it looks as if computing them may fail. Comparing
+    // those spares most looks at other entries' names.
+    std::size_t operator()(std::string const& name) const { return std::hash<std::string>()(name); }
+    std::size_t operator()(HashedName const& name) const { return name.hash; }
+};
+
+struct EqualNames {
+    using is_transparent = void;
+
+    bool operator()(std::string const& one, std::string const& other) const { return one == other; }
+    bool operator()(HashedName const& one, std::string const& other) const { return one.text == other; }
+    bool operator()(std::string const& one, HashedName const& other) const { return one == other.text; }
+};
+
+template <class Entry>
+using NameTable = std::unordered_map<std::string, Entry, HashOfName, EqualNames>;
+
 /// The catalogue of the process: who registered what. Entries are only ever added, so their addresses, and
 /// those of their keys, stay valid.
 class AllFeatures {
@@ -127,12 +156,10 @@ private:
 
     // Held for one table operation: never while logging, discovering or calling back.
     mutable detail::Mutex mutex_;
-    std::unordered_map<std::string, std::string>
-        lowerCaseNames_ FOUNDATION_GUARDED_BY(mutex_);  // to the first such name
-    std::unordered_map<std::string, std::string>
-        modules_ FOUNDATION_GUARDED_BY(mutex_);  // name -> who registered it
-    std::unordered_map<std::string, detail::State> processFeatures_ FOUNDATION_GUARDED_BY(mutex_);
-    std::unordered_map<std::string, ZorEntry> zorFeatures_ FOUNDATION_GUARDED_BY(mutex_);
+    NameTable<std::string> lowerCaseNames_ FOUNDATION_GUARDED_BY(mutex_);  // to the first such name
+    NameTable<std::string> modules_ FOUNDATION_GUARDED_BY(mutex_);         // name -> who registered it
+    NameTable<detail::State> processFeatures_ FOUNDATION_GUARDED_BY(mutex_);
+    NameTable<ZorEntry> zorFeatures_ FOUNDATION_GUARDED_BY(mutex_);
     // The entries of zorFeatures_ by index, so that an engine instance is charged only for what it lacks.
     std::vector<ZorEntry const*> zorFeaturesByIndex_ FOUNDATION_GUARDED_BY(mutex_);
 };
@@ -339,16 +366,17 @@ std::unique_ptr<IFeature> AllFeatures::getFeatureImpl(std::string const& name, b
 
     std::string const* registeredName = nullptr;
     {
+        HashedName const hashed(name);
         detail::Lock const lock(mutex_);
-        auto const zor = zorFeatures_.find(name);
+        auto const zor = zorFeatures_.find(hashed);
         if (zor != zorFeatures_.end()) return std::make_unique<Feature<Scope::ZOR>>(zor->first);
-        auto const process = processFeatures_.find(name);
+        auto const process = processFeatures_.find(hashed);
         if (process != processFeatures_.end())
             return std::make_unique<Feature<Scope::PROCESS>>(process->first);
         if (caseSensitive) return nullptr;
 
         // The query is not folded, on purpose: it has to be in lower case already.
-        auto const lowerCase = lowerCaseNames_.find(name);
+        auto const lowerCase = lowerCaseNames_.find(hashed);
         if (lowerCase == lowerCaseNames_.end()) return nullptr;
         if (lowerCase->second == name) return nullptr;  // or this would go round in circles
         registeredName = &lowerCase->second;

@@ -450,6 +450,14 @@ TEST(TheTextsOfARepeatedRegistration, AreCopiedNoMoreOftenThanThoseOfTheFirst) {
     }
 }
 
+/// How often `call` allocates.
+template <class Call>
+std::size_t countAllocations(Call const& call) {
+    AllocationWatch const watch({});
+    call();
+    return watch.count();
+}
+
 TEST(AHandleThatHasFoundItsFeature, AllocatesNothingWhenRead) {
     declare({.scope = Scope::PROCESS, .name = "process", .defaultValue = 1});
     declare({.scope = Scope::ZOR, .name = "zor", .defaultValue = 1});
@@ -467,6 +475,72 @@ TEST(AHandleThatHasFoundItsFeature, AllocatesNothingWhenRead) {
         EXPECT_EQ(count, 0u);
         EXPECT_EQ(sum, 201);
     }
+}
+
+TEST(ALookup, ThatFindsItsFeatureAllocatesTheHandleAlone) {
+    declare({.scope = Scope::PROCESS, .name = "a process-wide feature with a long name"});
+    declare({.scope = Scope::ZOR, .name = "a per-instance feature with a long name"});
+    for (std::string const name :
+         {"a process-wide feature with a long name", "a per-instance feature with a long name"}) {
+        SCOPED_TRACE(name);
+        getFeature(name);
+        getFeatureIgnoreCase(name);
+        std::unique_ptr<IFeature> feature;
+        EXPECT_EQ(countAllocations([&] { feature = getFeature(name); }), 1u);
+        EXPECT_EQ(countAllocations([&] { feature = getFeatureIgnoreCase(name); }), 1u);
+        ASSERT_NE(feature, nullptr);
+    }
+}
+
+TEST(ALookup, OfAnUnknownNameAllocatesNothing) {
+    std::string const name = "a name that nobody has registered";
+    getFeature(name);
+    EXPECT_EQ(countAllocations([&] { getFeature(name); }), 0u);
+}
+
+/// The allocations of a signal of the same kind with as many slots, when it is fired once.
+std::size_t countAllocationsOfFiring(IFeature const& feature, int slotCount) {
+    detail::State::Signal signal;
+    for (int slot = 0; slot < slotCount; ++slot)
+        signal.connect([](IFeature const&) {}, boost::signals2::at_back);
+    signal(feature);
+    return countAllocations([&] { signal(feature); });
+}
+
+TEST(AChange, AllocatesWhatTheSignalDoes) {
+    foundation::log::setChannelMask("foundation::feature::set", 0);
+    declare({.scope = Scope::PROCESS, .name = "process"});
+    declare({.scope = Scope::ZOR, .name = "zor"});
+    for (char const* const name : {"process", "zor"}) {
+        SCOPED_TRACE(name);
+        auto const feature = getFeature(name);
+        for (int watcherCount = 0; watcherCount <= 3; ++watcherCount) {
+            SCOPED_TRACE(watcherCount);
+            feature->set(1);
+            feature->set(0);
+            EXPECT_EQ(countAllocations([&] { feature->set(1); }),
+                      countAllocationsOfFiring(*feature, watcherCount));
+            EXPECT_EQ(countAllocations([&] { feature->set(1); }), 0u);  // the value that it has
+            feature->addCallback([](IFeature const&) {});
+        }
+    }
+}
+
+TEST(ARecordThatIsNotWritten, AllocatesNothing) {
+    foundation::log::setChannelMask("*", 0);
+    declare({.scope = Scope::PROCESS, .name = "process"});
+    declare({.scope = Scope::ZOR, .name = "zor"});
+    process::getDataPtr("process");
+    zor::getDataPtr(zor::getDataIndex("zor"));
+    std::string const processName = "process";
+    std::string const zorName = "zor";
+    // These write records of a severity each, and have nothing else to allocate for.
+    EXPECT_EQ(countAllocations([&] { process::getDataPtr(processName); }), 0u);
+    EXPECT_EQ(countAllocations([&] { zor::getDataIndex(zorName); }), 0u);
+    EXPECT_EQ(countAllocations([] { zor::getDataPtr(0); }), 0u);
+    foundation::log::setChannelMask(lookupChannel, 2);
+    LogCapture const capture;
+    EXPECT_GT(countAllocations([&] { process::getDataPtr(processName); }), 0u);  // so they are seen
 }
 
 }  // namespace
