@@ -73,7 +73,7 @@ std::string describeAddress(void const* address) {
 std::string describeCall(void const* returnAddress) {
     // The call stands before the address it returns to, which may belong to the next line or function.
     auto const* const call = static_cast<char const*>(returnAddress) - 1;
-    std::string const description = boost::stacktrace::to_string(boost::stacktrace::frame(call));
+    std::string description = boost::stacktrace::to_string(boost::stacktrace::frame(call));
     // Without a name Boost starts with an address.
     if (description.empty() || description.starts_with("0x")) return describeAddress(returnAddress);
     return description;

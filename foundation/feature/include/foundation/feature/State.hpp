@@ -51,7 +51,7 @@ struct FOUNDATION_FEATURE_EXPORT State {
 
     /// Takes over the watchers and copies the rest, the texts included, since they are constant. `other` may
     /// only be destroyed afterwards.
-    State(State&& other);
+    State(State&& other);  // NOLINT(performance-noexcept-move-constructor): copying a text may fail
 
     State& operator=(State const&) = delete;
     State& operator=(State&&) = delete;

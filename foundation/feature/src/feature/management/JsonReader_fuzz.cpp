@@ -63,7 +63,7 @@ std::optional<double> toDouble(Value const& number) {
 }
 
 bool fits(std::string const& type, Value const& number) {
-    int const bits = std::atoi(type.c_str() + type.find_first_of("1368"));
+    int const bits = std::stoi(type.substr(type.find_first_of("1368")));
     if (number.is<std::uint64_t>()) return bits == 64 || number.get<std::uint64_t>() >> bits == 0;
     std::int64_t const rest = number.get<std::int64_t>() >> (bits - 1);
     return rest == 0 || rest == -1;
