@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <mutex>
+#include <new>
 #include <set>
 #include <vector>
 
@@ -46,7 +47,11 @@ void stopFrameworksBeforeExit(void* library) {
     std::lock_guard const lock(process().mutex);
     // Exit functions run in reverse order: one registered now runs before what this library has registered so
     // far.
-    if (process().libraries.insert(library).second) std::atexit(&stopFrameworks);
+    auto const [place, isNew] = process().libraries.insert(library);
+    if (isNew && std::atexit(&stopFrameworks) != 0) {
+        process().libraries.erase(place);
+        throw std::bad_alloc();  // There is no other reason.
+    }
 }
 
 }  // namespace cppmicroservices::detail

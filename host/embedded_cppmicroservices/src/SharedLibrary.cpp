@@ -41,6 +41,7 @@ void* loadLibrary(std::string const& location) {
     if (library == nullptr) {
         // The system's reason is a text; there is no error code to go with it.
         throw std::system_error(std::make_error_code(std::errc()),
+                                // NOLINTNEXTLINE(concurrency-mt-unsafe): each thread has an error of its own
                                 "Error loading " + location + ". " + dlerror());
     }
     return library;

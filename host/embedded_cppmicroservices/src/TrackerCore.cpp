@@ -101,11 +101,13 @@ std::vector<TrackerCore::Tracked> TrackerCore::tracked() const {
         objects = tracked_;
     }
     std::vector<std::shared_ptr<ServiceEntry>> entries;
+    entries.reserve(objects.size());
     for (auto const& object : objects) {
         entries.push_back(object.first);
     }
     sortBestFirst(entries);
     std::vector<Tracked> result;
+    result.reserve(entries.size());
     for (auto const& entry : entries) {
         result.emplace_back(reference(entry), objects.at(entry));
     }
