@@ -85,7 +85,6 @@ private:
         return utf8;
     }
 
-    // NOLINTBEGIN(concurrency-mt-unsafe): tests change the environment while they have no other threads
     static std::optional<Text> get(Text const& name) {
         char const* const value = std::getenv(name.c_str());
         return value == nullptr ? std::nullopt : std::optional<Text>(value);
@@ -94,7 +93,6 @@ private:
     static bool set(Text const& name, std::optional<Text> const& value) {
         return (value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str())) == 0;
     }
-    // NOLINTEND(concurrency-mt-unsafe)
 #endif
 
     Text const name_;

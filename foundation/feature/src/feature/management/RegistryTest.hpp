@@ -126,7 +126,6 @@ inline testing::AssertionResult isUnknown(std::string const& name) {
 inline void runTogether(int count, std::function<void(int)> const& work) {
     foundation::test::Latch start(count);
     std::vector<std::jthread> threads;
-    threads.reserve(static_cast<std::size_t>(count));
     for (int number = 0; number < count; ++number) {
         threads.emplace_back([&, number] {
             start.arriveAndWait();

@@ -54,10 +54,13 @@ json::Value convertNumbers(Any const& value, std::size_t depth) {
     return result;
 }
 
+// GCOVR_EXCL_START: no way is known to make one value hold another directly; should the framework get one, this is
+// what it means.
 json::Value convertInnerAny(Any const& value, std::size_t depth) {
     checkDepth(depth);
     return convertAny(::cppmicroservices::ref_any_cast<Any>(value), depth + 1);
 }
+// GCOVR_EXCL_STOP
 
 std::vector<json::Value> convertElements(std::vector<Any> const& values, std::size_t depth) {
     checkDepth(depth);

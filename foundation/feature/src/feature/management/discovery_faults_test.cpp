@@ -14,6 +14,7 @@
 
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
+#include <cppmicroservices/ServiceRegistration.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -211,6 +212,19 @@ TEST_F(Discovery, AsksManyServicesThatFailForWantOfAFeatureAFewTimesEach) {
         testing::Contains("256: Unable to load foundation::fctrl_ext::Registration instance: unregistered "
                           "feature: Missing: System Bundle")
             .Times(static_cast<std::size_t>(asked)));
+}
+
+TEST_F(Discovery, NamesNoPlaceOfAServiceThatFailsAfterItHasGone) {
+    log::setChannelMask(lookupChannel, slowLookups);
+    ::cppmicroservices::ServiceRegistration<fctrl_ext::Registration> registration;
+    registration = running.context().RegisterService<fctrl_ext::Registration>(std::make_shared<Service>([&] {
+        registration.Unregister();
+        throw std::runtime_error("gone");
+    }));
+    EXPECT_FALSE(getFeature("Missing"));
+    EXPECT_THAT(
+        logged(lookupChannel),
+        ElementsAre(slowLine, "256: Unable to load foundation::fctrl_ext::Registration instance: gone: "));
 }
 
 TEST_F(Discovery, AsksAServiceAgainThatFailedBeforeAnotherHadRegisteredWhatItNeeds) {

@@ -1,12 +1,14 @@
 #include <foundation/feature/management.hpp>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cstdint>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <stdexcept>
-#include <unordered_map>
+#include <string_view>
 #include <utility>
 
 #include <fl/i18n.hpp>
@@ -98,7 +100,7 @@ std::string readState(Descriptor const& descriptor) {
 }
 
 Scope parseScope(std::string const& text) {
-    static std::unordered_map<std::string, Scope> const scopes = {
+    constexpr std::pair<std::string_view, Scope> scopes[] = {
         {"perZOR", Scope::ZOR},
         {"ZOR", Scope::ZOR},
         {"foundation::feature::Scope::ZOR", Scope::ZOR},
@@ -106,8 +108,9 @@ Scope parseScope(std::string const& text) {
         {"PROCESS", Scope::PROCESS},
         {"foundation::feature::Scope::PROCESS", Scope::PROCESS},
     };
-    auto const scope = scopes.find(text);
-    if (scope == scopes.end()) {
+    auto const scope = std::find_if(
+        std::begin(scopes), std::end(scopes), [&](auto const& known) { return known.first == text; });
+    if (scope == std::end(scopes)) {
         // Names the two documented forms only, on purpose, though six are accepted.
         throw std::logic_error("illegal value of fctrl type: \"" + text +
                                R"(".  Legal values: "perZOR", "perPROCESS")");
