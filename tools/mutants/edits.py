@@ -136,7 +136,8 @@ def drop_edits(code):
 def condition_edits(code):
     """Conditions without an operator that another edit changes."""
     for match in re.finditer(r"\b(?:if|while) \(([\w.:>()\[\]-]+)\)(?= )", code):
-        yield Edit("logic", match.start(1), match.end(1), f"!({match[1]})")
+        if match[1].count("(") == match[1].count(")"):
+            yield Edit("logic", match.start(1), match.end(1), f"!({match[1]})")
 
 
 def edits(text):
