@@ -252,6 +252,20 @@ TEST(AnOverride, NamesTheFeatureAndItsVariableInItsRecords) {
                             "unsupported value: \"off\"\nexception: invalid stoi argument"));
 }
 
+TEST(TheRecordOfAnOverride, NamesItsWholeSource) {
+    ScopedEnvironment const environment("QZ_FEATURE_Alpha", "3");
+    setChannelMask(registrationChannel, changes);
+    LogCapture const capture;
+    declare({});
+    ASSERT_THAT(capture.records(), SizeIs(1));
+    Record const record = capture.records()[0];
+    EXPECT_EQ(record.function,
+              "void foundation::feature::management::applyEnvironmentOverride(std::string const&, "
+              "foundation::feature::detail::State&)");
+    EXPECT_EQ(record.file, "foundation/feature/src/feature/management");
+    EXPECT_EQ(record.line, 0);
+}
+
 TEST(AnOverride, HasTheCaseOfTheNameWhereVariablesHave) {
     ScopedEnvironment const environment("QZ_FEATURE_alpha", "1");
     declare({.name = "Alpha"});

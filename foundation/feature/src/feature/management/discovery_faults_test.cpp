@@ -78,6 +78,21 @@ TEST_F(Discovery, NamesEachBundleThatCannotBeUsedAndTheReason) {
     }
 }
 
+TEST_F(Discovery, NamesTheWholeSourceOfItsRecords) {
+    addManifest("wrong", R"("qz": 5)");
+    getFeature("Missing");
+    std::map<std::string, std::string> const functions = {
+        {lookupChannel, "void foundation::feature::management::registerAdditionalFeatures(Test const&)"},
+        {manifestChannel,
+         "void foundation::feature::management::registerBundleFeatures(cppmicroservices::Bundle)"}};
+    ASSERT_EQ(capture.records().size(), 4U);
+    for (Record const& record : capture.records()) {
+        EXPECT_EQ(record.function, functions.at(record.channel));
+        EXPECT_EQ(record.file, "foundation/feature/src/feature/management");
+        EXPECT_EQ(record.line, 0);
+    }
+}
+
 TEST_F(Discovery, LogsAManifestValueOfEveryWrongKind) {
     struct Key {
         char const* name;

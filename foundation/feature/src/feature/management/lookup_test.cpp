@@ -597,6 +597,53 @@ TEST(TheTraceOfALookup, StandsAroundTheRecordOfTheLowerCaseFallback) {
     EXPECT_EQ(records[1].indent, 1u);
 }
 
+TEST(ARecordOfALookup, NamesItsWholeSource) {
+    declare({.name = "Alpha"});
+    declare({.scope = Scope::ZOR, .name = "Zor"});
+    struct Row {
+        unsigned severity;
+        std::function<void()> lookup;
+        std::string function;
+    };
+    Row const rows[] = {
+        {entries,
+         [] { getFeature("Alpha"); },
+         "std::unique_ptr<foundation::feature::IFeature> "
+         "foundation::feature::management::getFeature(std::string const&)"},
+        {entries,
+         [] { getFeatureIgnoreCase("Alpha"); },
+         "std::unique_ptr<foundation::feature::IFeature> "
+         "foundation::feature::management::getFeatureIgnoreCase(std::string const&)"},
+        {details,
+         [] { getFeatureIgnoreCase("alpha"); },
+         "std::unique_ptr<foundation::feature::IFeature> "
+         "foundation::feature::management::AllFeatures::getFeatureImpl(std::string const&, bool) const"},
+        {entries,
+         [] { getAllFeatures(); },
+         "std::vector<std::unique_ptr<foundation::feature::IFeature>> "
+         "foundation::feature::management::getAllFeatures()"},
+        {entries,
+         [] { process::getDataPtr("Alpha"); },
+         "foundation::feature::detail::State* "
+         "foundation::feature::management::process::getDataPtr(std::string const&)"},
+        {entries,
+         [] { zor::getDataIndex("Zor"); },
+         "std::size_t foundation::feature::management::zor::getDataIndex(std::string const&)"},
+        {entries,
+         [] { zor::getDataPtr(0); },
+         "foundation::feature::detail::State* foundation::feature::management::zor::getDataPtr(std::size_t)"},
+    };
+    for (Row const& row : rows) {
+        setChannelMask(lookupChannel, row.severity);
+        LogCapture const capture;
+        row.lookup();
+        ASSERT_THAT(capture.records(), SizeIs(1)) << row.function;
+        EXPECT_EQ(capture.records()[0].function, row.function);
+        EXPECT_EQ(capture.records()[0].file, "foundation/feature/src/feature/management");
+        EXPECT_EQ(capture.records()[0].line, 0) << row.function;
+    }
+}
+
 TEST(FirstCallsInOneEngineInstance, AgreeOnOneTable) {
     constexpr int count = 8;
     for (int number = 0; number < 20; ++number) {
