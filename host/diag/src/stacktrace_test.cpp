@@ -34,7 +34,7 @@ int lineOfCallInOuter = 0;
 // Called through volatile pointers, and read after the call: neither inlined nor replaced by a jump.
 stacktrace_base innerFunction(Options const& options) {
     lineOfCapture = __LINE__ + 1;
-    stacktrace_base const trace(options.depth, options.skip, options.symbols);
+    stacktrace_base trace(options.depth, options.skip, options.symbols);
     return trace;
 }
 stacktrace_base (*volatile callInner)(Options const&) = innerFunction;
@@ -42,7 +42,7 @@ stacktrace_base (*volatile callInner)(Options const&) = innerFunction;
 int callsOfOuter = 0;
 stacktrace_base outerFunction(Options const& options) {
     lineOfCallInOuter = __LINE__ + 1;
-    stacktrace_base const trace = callInner(options);
+    stacktrace_base trace = callInner(options);
     ++callsOfOuter;
     return trace;
 }
@@ -52,7 +52,7 @@ int callsOfRecursive = 0;
 stacktrace_base recursiveFunction(Options const& options, int times);
 stacktrace_base (*volatile callRecursive)(Options const&, int) = recursiveFunction;
 stacktrace_base recursiveFunction(Options const& options, int times) {
-    stacktrace_base const trace = times == 0 ? callOuter(options) : callRecursive(options, times - 1);
+    stacktrace_base trace = times == 0 ? callOuter(options) : callRecursive(options, times - 1);
     ++callsOfRecursive;
     return trace;
 }

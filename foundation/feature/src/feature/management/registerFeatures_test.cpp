@@ -711,8 +711,7 @@ TEST(ADescriptorList, MayBeRegisteredAgain) {
 }
 
 TEST(ADescriptorList, IsLeftAsItIs) {
-    Array const features = {
-        Value(descriptor({{"file", "a text long enough to be kept outside of the string"}}))};
+    Array features = {Value(descriptor({{"file", "a text long enough to be kept outside of the string"}}))};
     Array const before = features;
     registerList(features);
     EXPECT_EQ(features, before);
