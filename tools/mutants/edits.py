@@ -146,6 +146,8 @@ def edits(text):
     found = list(literal_edits(literals))
     for kind, pattern, new in OPERATORS:
         for match in re.finditer(pattern, code):
+            if kind == "arithmetic" and '"' in text[match.start() - 1] + text[match.end()]:
+                continue  # Texts take nothing but a plus.
             found.append(Edit(kind, match.start(), match.end(), new))
     for match in NUMBER.finditer(code):
         value = int(match[1], 0)
