@@ -156,4 +156,7 @@ def edits(text):
     for edit in condition_edits(code):
         found.append(Edit(edit.kind, edit.start, edit.end, f"!({text[edit.start:edit.end]})"))
     found.extend(drop_edits(code))
+    # What cannot be run, no test can notice.
+    for match in re.finditer(r"// GCOVR_EXCL_START.*?// GCOVR_EXCL_STOP", text, re.DOTALL):
+        found = [edit for edit in found if not match.start() <= edit.start < match.end()]
     return sorted(found, key=lambda edit: (edit.start, edit.end, edit.new))

@@ -354,6 +354,26 @@ TEST_F(Discovery, NamesTheFunctionThatLooksAndThePublicOperationInTheStack) {
                                            std::string(caller.name) + "\\("));
     }
 }
+
+// Called through a volatile pointer, and not the last that the caller does: each call stays one.
+int returnedCalls = 0;
+void lookFromDeepInTheHost(int depth);
+void (*volatile callDeeper)(int) = lookFromDeepInTheHost;
+void lookFromDeepInTheHost(int depth) {
+    if (depth == 0)
+        getFeature("Missing");
+    else
+        callDeeper(depth - 1);
+    ++returnedCalls;
+}
+
+TEST_F(Discovery, NamesTwentyFiveCallsOfADeepStack) {
+    lookFromDeepInTheHost(40);
+    auto const records = capture.records();
+    ASSERT_FALSE(records.empty());
+    EXPECT_THAT(records.back().message, HasSubstr("\n24# "));
+    EXPECT_THAT(records.back().message, testing::Not(HasSubstr("\n25# ")));
+}
 #endif
 
 }  // namespace
