@@ -1,6 +1,7 @@
 #include "cppmicroservices/Any.h"
 
 #include <cstdlib>
+#include <ios>
 #include <locale>
 #include <sstream>
 #include <stdexcept>
@@ -15,6 +16,13 @@ namespace cppmicroservices {
 namespace {
 
 constexpr std::string_view exceptionName = "cppmicroservices::BadAnyCastException: ";
+
+std::ostringstream makeStream() {
+    std::ostringstream out;
+    out.imbue(std::locale::classic());      // The process's locale must not group digits.
+    out.exceptions(std::ios_base::badbit);  // Else a text that memory runs out in is cut off in silence.
+    return out;
+}
 
 }  // namespace
 
@@ -116,8 +124,7 @@ void breakLine(std::ostream& out, TextStyle style) {
 }
 
 void writeKey(std::ostream& out, std::function<void(std::ostream&)> const& key, TextStyle style) {
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
+    std::ostringstream text = makeStream();
     key(text);
     writeString(out, text.str(), style);
 }
@@ -127,8 +134,7 @@ void writeKey(std::ostream& out, std::function<void(std::ostream&)> const& key, 
 namespace {
 
 std::string textOf(Any const& any, detail::TextStyle style) {
-    std::ostringstream out;
-    out.imbue(std::locale::classic());  // The process's locale must not group digits.
+    std::ostringstream out = makeStream();
     detail::AnyWriter::write(out, any, style);
     return out.str();
 }

@@ -7,6 +7,7 @@
 #include <boost/log/attributes/attribute_value_set.hpp>
 #include <boost/log/core/record.hpp>
 
+#include <ios>
 #include <locale>
 #include <sstream>
 #include <utility>
@@ -74,6 +75,8 @@ void write(Channel const& channel,
 
     std::ostringstream message;
     message.imbue(std::locale::classic());  // The host's global locale would group digits.
+    message.exceptions(
+        std::ios_base::badbit);  // Else a message that memory ran out in would be cut off in silence.
     format(message);
     insert(record.attribute_values(), logging.message, std::move(message).str());
     logging.core->push_record(std::move(record));

@@ -63,7 +63,8 @@ public:
     /// so a watcher may do anything, this feature included.
     ///
     /// @throws   what a watcher throws, unchanged; the value and the count stay changed and later watchers
-    ///           are not called.
+    ///           are not called. What finding the record throws; what the log throws, but for std::bad_alloc, which only
+    ///           costs the record: nothing has changed then.
     /// @threads  Comparison and change are separate steps: of two threads that set one new value at the same
     ///           time both may count, log and announce it.
     void set(int newValue);
@@ -72,7 +73,7 @@ public:
     ///
     /// @return  the connection, whose `disconnect()` ends the notifications; letting it go does not. Not
     ///          connected when `callback` is empty, which is not an error.
-    /// @throws  what the first call of `callback` throws; it stays connected nevertheless.
+    /// @throws  what the first call of `callback` throws; it stays connected nevertheless. std::bad_alloc: it is not called.
     boost::signals2::connection addCallback(std::function<void(IFeature const&)> callback);
 
     /// The name, as a view of the text that the handle was made with. Looks nothing up.

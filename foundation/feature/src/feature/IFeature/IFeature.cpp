@@ -1,10 +1,40 @@
 #include <foundation/feature/IFeature.hpp>
 
+#include <atomic>
+#include <memory>
+#include <new>
 #include <ostream>
 
 #include "../detail/logging.hpp"
 
 namespace foundation::feature {
+namespace {
+
+using Callback = std::function<void(IFeature const&)>;
+
+/// A callback as it stands in a signal.
+struct Watcher {
+    void operator()(IFeature const& feature) const {
+        if (*isConnected) callback(feature);
+    }
+
+    Callback callback;
+    std::shared_ptr<std::atomic<bool> const> isConnected;
+};
+
+boost::signals2::connection connect(detail::State::Signal& signal, Callback const& callback) {
+    auto const isConnected = std::make_shared<std::atomic<bool>>(true);
+    try {
+        return signal.connect(Watcher{callback, isConnected}, boost::signals2::at_back);
+    } catch (...) {
+        // When memory runs out, the signal may have the watcher in its list nevertheless, from which nothing takes it out
+        // again. What the caller has not got a connection for must not be called.
+        *isConnected = false;
+        throw;
+    }
+}
+
+}  // namespace
 
 IFeature::IFeature(std::string_view name_) : name(name_) {}
 
@@ -24,10 +54,14 @@ void IFeature::set(int newValue) {
     int const oldValue = state.value;
     if (newValue == oldValue) return;
 
-    logger.write(detail::severity::changes, location, [&](std::ostream& out) {
-        // No blank before "changed" and two after "changed.": the published text; do not correct.
-        out << "feature " << name << "changed.  from: " << oldValue << " to: " << newValue;
-    });
+    try {
+        logger.write(detail::severity::changes, location, [&](std::ostream& out) {
+            // No blank before "changed" and two after "changed.": the published text; do not correct.
+            out << "feature " << name << "changed.  from: " << oldValue << " to: " << newValue;
+        });
+    } catch (std::bad_alloc const&) {
+        // The record is dropped: the change matters more, above all where an override ends, which may not fail.
+    }
     ++state.writeCount;
     state.value.exchange(newValue);
     state.signal(*this);
@@ -35,7 +69,7 @@ void IFeature::set(int newValue) {
 
 boost::signals2::connection IFeature::addCallback(std::function<void(IFeature const&)> callback) {
     if (!callback) return {};
-    boost::signals2::connection connection = getState()->signal.connect(callback, boost::signals2::at_back);
+    boost::signals2::connection connection = connect(getState()->signal, callback);
     callback(*this);
     return connection;
 }

@@ -24,4 +24,7 @@ public:
     std::size_t countOfSize() const;
 };
 
+/// How many allocations of the process, of any thread, have not been given back.
+std::size_t liveAllocations();
+
 }  // namespace foundation::feature::management::test

@@ -1,0 +1,336 @@
+#include <foundation/feature/management.hpp>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <ostream>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <foundation/feature/Feature.hpp>
+#include <foundation/feature/ScopedFeature.hpp>
+#include <foundation/feature/convert.hpp>
+
+#include <foundation/json/Value.hpp>
+#include <foundation/log/diagnostic_logger.hpp>
+#include <foundation/usm.hpp>
+
+#include <ScopedEnvironment.hpp>
+
+#include <cppmicroservices/Any.h>
+#include <cppmicroservices/AnyMap.h>
+
+#include "Exhaustion.hpp"
+#include "RegistryTest.hpp"
+
+#include <gtest/gtest.h>
+
+namespace foundation::feature::management::test {
+namespace {
+
+using ::cppmicroservices::Any;
+using ::cppmicroservices::AnyMap;
+using foundation::test::ScopedEnvironment;
+
+// No text is so short that a string keeps it without an allocation.
+std::string const processName = "a process-wide feature";
+std::string const zorName = "a per-instance feature";
+
+Declaration declaration(Scope scope) {
+    return {.scope = scope,
+            .name = scope == Scope::ZOR ? zorName : processName,
+            .defaultValue = 3,
+            .clientdir = "the client's directory",
+            .file = "the declaring source file",
+            .component = "the declaring component",
+            .module = "the declaring module"};
+}
+
+std::atomic<int> calls = 0;
+
+/// Too large for a function object to keep within itself.
+struct Watcher {
+    void operator()(IFeature const&) const { ++calls; }
+
+    std::array<char, 100> content = {};
+};
+
+int countWatchers(detail::State const& state) {
+    int const before = calls;
+    state.signal(Feature<Scope::PROCESS>(processName));
+    return calls.exchange(before) - before;
+}
+
+/// One line a feature, by name, with all that registration and change leave.
+std::string describeRegistry() {
+    std::vector<std::string> lines;
+    for (auto const& feature : getAllFeatures()) {
+        std::ostringstream line;
+        std::string const name(feature->getName());
+        line << name << ": " << feature->getScope() << ' ';
+        if (feature->getScope() == Scope::ZOR) {
+            line << zor::getDataIndex(name);
+        } else {
+            detail::State const& state = *process::getDataPtr(name);
+            line << state.defaultValue << ' ' << state.value << ' ' << state.writeCount << ' '
+                 << state.fctrlState << ' ' << state.component << ' ' << state.module << ' '
+                 << state.clientDir << ' ' << state.filename << ' ' << state.line
+                 << ", watchers: " << countWatchers(state);
+        }
+        lines.push_back(std::move(line).str());
+    }
+    std::sort(lines.begin(), lines.end());
+    std::string text;
+    for (std::string const& line : lines)
+        text += line + '\n';
+    return text;
+}
+
+constexpr std::size_t templateCount = 40;
+
+/// A value that the service framework knows only by what it writes.
+struct Text {
+    std::string json;
+
+    friend std::ostream& operator<<(std::ostream& out, Text const& text) { return out << text.json; }
+};
+
+constexpr char const* typedNumbers =
+    R"({"qzdata": [18446744073709551615, 1], "a further member": ["text with \\u00e9 in it", [{}]], "qztype": "uint64"})";
+
+Any nested() {
+    AnyMap inner(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    inner["a text that is long enough"] = std::string("another text that is long enough");
+    inner["numbers that are signed"] = std::vector<int>{1, 2, 3};
+    AnyMap outer(AnyMap::UNORDERED_MAP_CASEINSENSITIVE_KEYS);
+    outer["the map within the map"] = inner;
+    outer["the list within the map"] = std::vector<Any>{Any(7), Any(Any(true)), Any()};
+    return outer;
+}
+
+Operation registration(std::string name, Scope scope) {
+    return {.name = std::move(name),
+            .run = [scope] { declare(declaration(scope)); },
+            .describe = describeRegistry,
+            // The rule's table is made on first use, while the rules are being tried.
+            .wrapped = {"fctrl: a .* feature: std::bad_alloc"}};
+}
+
+Operation repeatedRegistration(std::string name, Scope scope) {
+    Operation operation = registration(std::move(name), scope);
+    operation.prepare = operation.run;
+    return operation;
+}
+
+std::vector<json::Value> descriptors() {
+    std::vector<json::Value> list;
+    for (char const* const name :
+         {"a feature of a list, process-wide", "b feature of a list, per instance", "c feature of a list"}) {
+        list.emplace_back(std::map<std::string, json::Value>{
+            {"name", name},
+            {"FCtrlState", "Beta"},
+            {"type",
+             name[0] == 'b' ? "foundation::feature::Scope::ZOR" : "foundation::feature::Scope::PROCESS"},
+            {"defaultValue", "12 of them"},
+            {"line", 1.5}});
+    }
+    return list;
+}
+
+Operation descriptorList() {
+    static std::vector<json::Value> const list = descriptors();
+    return {.name = "descriptorList",
+            .run =
+                [] {
+                    registerFeatures(list,
+                                     fl::filesystem::path(u"a path that is long enough.json"),
+                                     "component",
+                                     "module",
+                                     std::nullopt);
+                },
+            .describe = describeRegistry,
+            .mayStopHalfWay = true,
+            .wrapped = {"fctrl: . feature of a list.*: std::bad_alloc",
+                        "property value unsupported: \"[A-Za-z]*\"\nstd::bad_alloc",
+                        // Whatever keeps the first key of the state from being read, the second one is tried.
+                        "property not specified: \"FctrlState\""}};
+}
+
+void declareBoth() {
+    declare(declaration(Scope::PROCESS));
+    declare(declaration(Scope::ZOR));
+}
+
+void declareTemplates() {
+    for (std::size_t index = 0; index < templateCount; ++index) {
+        Declaration each = declaration(Scope::ZOR);
+        each.name += ' ' + std::to_string(index);
+        each.defaultValue = static_cast<int>(index);
+        declare(each);
+    }
+}
+
+/// The first access of an engine instance that has all copies yet to make.
+Operation firstAccess() {
+    static usm::EngineInstance engine;
+    return {.name = "firstAccess",
+            .prepare = declareTemplates,
+            .run =
+                [] {
+                    usm::CurrentEngineInstance const current(engine);
+                    zor::getDataPtr(templateCount - 1);
+                },
+            .describe = describeRegistry,
+            .verify =
+                [] {
+                    usm::CurrentEngineInstance const current(engine);
+                    for (std::size_t index = 0; index < templateCount; ++index)
+                        EXPECT_EQ(zor::getDataPtr(index)->defaultValue, static_cast<int>(index));
+                }};
+}
+
+void watchProcessFeature(int count) {
+    for (int number = 0; number < count; ++number)
+        getFeature(processName)->addCallback(Watcher());
+    calls = 0;
+}
+
+constexpr int watcherCount = 3;
+
+Operation change(std::string name, std::function<void()> prepare) {
+    return {.name = std::move(name),
+            .prepare =
+                [prepare] {
+                    declareBoth();
+                    watchProcessFeature(watcherCount);
+                    prepare();
+                },
+            .run = [] { Feature<Scope::PROCESS>(processName).set(1); },
+            .describe = describeRegistry,
+            .verify = [] { EXPECT_EQ(calls, watcherCount) << "each is told once, when the change is made"; }};
+}
+
+Operation watching(std::string name, std::function<void()> prepare) {
+    static boost::signals2::connection watching;
+    return {.name = std::move(name),
+            .prepare =
+                [prepare] {
+                    declareBoth();
+                    prepare();
+                },
+            .run =
+                [] {
+                    if (!watching.connected())
+                        watching = Feature<Scope::PROCESS>(processName).addCallback(Watcher());
+                },
+            .describe = describeRegistry,
+            // What the signal has entered half way, it keeps until the record goes.
+            .mayKeepMore = true};
+}
+
+Operation override(std::string name, std::function<void()> prepare) {
+    return {.name = std::move(name),
+            .prepare =
+                [prepare] {
+                    declareBoth();
+                    prepare();
+                },
+            .run = [] { ScopedFeature const forced(processName, 9); },
+            .describe = [] { return std::to_string(process::getDataPtr(processName)->value); }};
+}
+
+std::vector<Operation> operations() {
+    std::vector<Operation> all = {
+        registration("processRegistration", Scope::PROCESS),
+        registration("zorRegistration", Scope::ZOR),
+        repeatedRegistration("repeatedProcessRegistration", Scope::PROCESS),
+        repeatedRegistration("repeatedZorRegistration", Scope::ZOR),
+        descriptorList(),
+        {.name = "lookup",
+         .prepare = declareBoth,
+         .run =
+             [] {
+                 getFeature(processName);
+                 getFeature(zorName);
+             },
+         .describe = describeRegistry,
+         .verify = [] { EXPECT_TRUE(getFeature(processName) && getFeature(zorName)); }},
+        {.name = "lookupOfAMissingName",
+         .prepare = declareBoth,
+         .run = [] { getFeature("a name that nobody has registered"); },
+         .describe = describeRegistry},
+        {.name = "list",
+         .prepare = declareBoth,
+         .run = [] { getAllFeatures(); },
+         .describe = describeRegistry},
+        {.name = "firstResolution",
+         .prepare = declareBoth,
+         .run =
+             [] {
+                 Feature<Scope::PROCESS>(processName).get();
+                 Feature<Scope::ZOR>(zorName).get();
+             },
+         .describe = describeRegistry},
+        firstAccess(),
+        change("change", [] {}),
+        change("changeAfterManyHaveUnwatched",
+               [] {
+                   std::vector<boost::signals2::connection> left;
+                   for (int number = 0; number < 9; ++number)
+                       left.push_back(getFeature(processName)->addCallback(Watcher()));
+                   for (auto const& connection : left)
+                       connection.disconnect();
+                   calls = 0;
+               }),
+        change("loggedChange", [] { log::setChannelMask("*", ~0u); }),
+        watching("firstWatcher", [] {}),
+        watching("furtherWatcher", [] { watchProcessFeature(2); }),
+        override("scopedOverride", [] {}),
+        override("loggedScopedOverride", [] { log::setChannelMask("foundation::feature::set", 16); }),
+        {.name = "conversion",
+         .run =
+             [] {
+                 static Any const value = nested();
+                 convert(value);
+             },
+         .describe = [] { return std::string(); },
+         .verify =
+             [] {
+                 json::Value const value = convert(nested());
+                 EXPECT_EQ((value.get<std::map<std::string, json::Value>>().size()), 2u);
+             }},
+        {.name = "conversionOfAText",
+         .run =
+             [] {
+                 static Any const value = Text{typedNumbers};
+                 convert(value);
+             },
+         .describe = [] { return std::string(); },
+         .verify =
+             [] {
+                 json::Value const value = convert(Any(Text{typedNumbers}));
+                 auto const& members = value.get<std::map<std::string, json::Value>>();
+                 EXPECT_EQ(members.at("qzdata").get<std::vector<json::Value>>().at(0).get<std::uint64_t>(),
+                           18446744073709551615u);
+             }},
+    };
+    return all;
+}
+
+class MemoryThatRunsOut : public testing::TestWithParam<Operation> {};
+
+INSTANTIATE_TEST_SUITE_P(During, MemoryThatRunsOut, testing::ValuesIn(operations()), [](auto const& row) {
+    return row.param.name;
+});
+
+TEST_P(MemoryThatRunsOut, LeavesNothingHalfDoneLockedOrLost) {
+    EXPECT_GT(exhaust(GetParam()), 0u) << "it allocates nothing: nothing was tested";
+}
+
+}  // namespace
+}  // namespace foundation::feature::management::test
