@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <exception>
 #include <filesystem>
@@ -19,6 +20,10 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+
+#if !defined(_WIN32)
+#include <dirent.h>
+#endif
 
 namespace foundation::cppmicroservices {
 namespace {
@@ -97,6 +102,36 @@ bool isTooLong([[maybe_unused]] fs::path const& folder) {
 #endif
 }
 
+/// The names of what lies in `folder`, as far as no error comes.
+#if defined(_WIN32)
+
+std::vector<fs::path> list(fs::path const& folder, std::error_code& error) {
+    std::vector<fs::path> names;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error))
+        names.push_back(entry->path().filename());
+    return names;
+}
+
+#else
+
+// The standard library of g++ 12 ends the process when memory runs out while it lists a folder.
+std::vector<fs::path> list(fs::path const& folder, std::error_code& error) {
+    std::vector<fs::path> names;
+    std::unique_ptr<DIR, int (*)(DIR*)> const open(opendir(folder.c_str()), closedir);
+    if (open) {
+        errno = 0;
+        while (dirent const* const entry = readdir(open.get())) {
+            names.emplace_back(entry->d_name);  // "." and ".." too: folders, as whoever wants files will see.
+            errno = 0;
+        }
+    }
+    if (!open || errno != 0) error.assign(errno, std::generic_category());
+    return names;
+}
+
+#endif
+
 /// The names of the bundle files in `folder`, in order; none when there is no such folder.
 std::vector<fs::path> bundleFiles(fs::path const& folder) {
     std::vector<fs::path> names;
@@ -107,14 +142,12 @@ std::vector<fs::path> bundleFiles(fs::path const& folder) {
         if (fs::exists(folder, ignored)) logFailure(shown(folder), error.message());
         return names;
     }
-    fs::directory_iterator entry(folder, error);
+    names = list(folder, error);
     if (error == std::errc::no_such_file_or_directory) return names;
-    for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
-        if (isBundleName(entry->path().filename()) && entry->is_regular_file(ignored)) {
-            names.push_back(entry->path().filename());
-        }
-    }
     if (error) logFailure(shown(folder), error.message());
+    std::erase_if(names, [&](fs::path const& name) {
+        return !isBundleName(name) || !fs::is_regular_file(folder / name, ignored);
+    });
     std::sort(names.begin(), names.end(), [](fs::path const& left, fs::path const& right) {
         return left.native() < right.native();
     });

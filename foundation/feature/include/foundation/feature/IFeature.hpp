@@ -63,8 +63,8 @@ public:
     /// so a watcher may do anything, this feature included.
     ///
     /// @throws   what a watcher throws, unchanged; the value and the count stay changed and later watchers
-    ///           are not called. What finding the record throws; what the log throws, but for std::bad_alloc, which only
-    ///           costs the record: nothing has changed then.
+    ///           are not called. What finding the record or logging throws: nothing has changed then. A change for
+    ///           whose log record there is no memory is made without it.
     /// @threads  Comparison and change are separate steps: of two threads that set one new value at the same
     ///           time both may count, log and announce it.
     void set(int newValue);

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <memory>
-#include <new>
 #include <ostream>
 
 #include "../detail/logging.hpp"
@@ -54,14 +53,10 @@ void IFeature::set(int newValue) {
     int const oldValue = state.value;
     if (newValue == oldValue) return;
 
-    try {
-        logger.write(detail::severity::changes, location, [&](std::ostream& out) {
-            // No blank before "changed" and two after "changed.": the published text; do not correct.
-            out << "feature " << name << "changed.  from: " << oldValue << " to: " << newValue;
-        });
-    } catch (std::bad_alloc const&) {
-        // The record is dropped: the change matters more, above all where an override ends, which may not fail.
-    }
+    logger.write(detail::severity::changes, location, [&](std::ostream& out) {
+        // No blank before "changed" and two after "changed.": the published text; do not correct.
+        out << "feature " << name << "changed.  from: " << oldValue << " to: " << newValue;
+    });
     ++state.writeCount;
     state.value.exchange(newValue);
     state.signal(*this);

@@ -1,12 +1,44 @@
 #pragma once
 
+#include <new>
+#include <optional>
+
 #include <foundation/log/diagnostic_logger.hpp>
 
 namespace foundation::feature::detail {
 
-using Logger = foundation::log::basic_diagnostic_logger<char>;
-using FunctionTrace = Logger::FunctionTrace;
 using SourceLocation = foundation::log::SourceLocation;
+
+/// The host's logger, but that it drops a record for which there is no memory: what is logged goes on without it, above
+/// all the end of an override, which may not fail.
+class Logger : public foundation::log::basic_diagnostic_logger<char> {
+public:
+    using foundation::log::basic_diagnostic_logger<char>::basic_diagnostic_logger;
+
+    template <class Format>
+    void write(unsigned severity, SourceLocation const& location, Format const& format) {
+        try {
+            basic_diagnostic_logger::write(severity, location, format);
+        } catch (std::bad_alloc const&) {
+            // Dropped, see above.
+        }
+    }
+};
+
+/// The host's function trace; where there is no memory for its first record, there is none of the two.
+class FunctionTrace {
+public:
+    FunctionTrace(Logger& logger, SourceLocation const& location) {
+        try {
+            trace_.emplace(logger, location);
+        } catch (std::bad_alloc const&) {
+            // Dropped, as by the logger.
+        }
+    }
+
+private:
+    std::optional<Logger::FunctionTrace> trace_;
+};
 
 /// The severities of the library's records: bits of a channel's mask.
 namespace severity {

@@ -17,8 +17,9 @@ struct Operation {
     std::function<void()> run;
     /// What can be seen of its effect, without helping it. A failure must leave what was there before, or all of it...
     std::function<std::string()> describe;
-    /// ... or, when that is to be accepted, a part of it: what it begins with.
-    bool mayStopHalfWay = false;
+    /// ... or what this accepts as a part of it.
+    std::function<bool(std::string const& part, std::string const& whole)> isPart =
+        [](std::string const&, std::string const&) { return false; };
     /// Expects what holds once it has succeeded.
     std::function<void()> verify = [] {};
     /// Texts that it may throw besides "std::bad_alloc": regular expressions.
