@@ -46,7 +46,7 @@ private:
 };
 
 SlotNumbers& slotNumbers() {
-    static SlotNumbers numbers;
+    static SlotNumbers& numbers = *new SlotNumbers;  // Never destroyed, like the main instance.
     return numbers;
 }
 
@@ -123,7 +123,8 @@ EngineInstance::Storage::Position EngineInstance::Storage::positionOf(std::size_
 }
 
 EngineInstance::Storage& EngineInstance::Storage::ofMain() {
-    static EngineInstance instance;
+    // Never destroyed: while the process ends, other threads and static objects may still use it.
+    static EngineInstance& instance = *new EngineInstance;
     return *instance.storage_;
 }
 

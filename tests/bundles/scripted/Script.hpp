@@ -15,6 +15,7 @@ struct Script {
     std::map<std::string, std::function<void()>> stop;         // while the activator stops
     std::string watched;  // a feature that activators watch with code of their bundles; none when empty
     std::atomic<int> watcherCalls = 0;
+    bool areKept = false;  // whether activators keep handles and more in static objects of their bundles
 
     static void run(std::map<std::string, std::function<void()>> const& steps, std::string const& name) {
         auto const step = steps.find(name);

@@ -1,3 +1,4 @@
+#include "Kept.hpp"
 #include "Script.hpp"
 
 #include <foundation/fctrl_ext/Registration.hpp>
@@ -34,12 +35,18 @@ void watch(SharedScript const& script) {
     feature->addCallback([script](foundation::feature::IFeature const&) { ++script->watcherCalls; });
 }
 
+void keep() {
+    static foundation::test::Kept kept("bundle");
+    kept.take();
+}
+
 struct Activator final : cppmicroservices::BundleActivator {
     void Start(cppmicroservices::BundleContext context) override {
         auto const script = cppmicroservices::any_cast<SharedScript>(context.GetProperty("script"));
         std::string const name = context.GetBundle().GetSymbolicName();
         Script::run(script->start, name);
         if (!script->watched.empty()) watch(script);
+        if (script->areKept) keep();
         context.RegisterService<foundation::fctrl_ext::Registration>(
             std::make_shared<Registration>(script, name));
     }

@@ -46,8 +46,8 @@ private:
 /// Makes an engine instance current on this thread as long as it lives; then the earlier one is current
 /// again.
 ///
-/// A thread that has bound none uses the process's main instance, which is made on first use and destroyed
-/// with the other statics at process exit. Objects of this class nest: each is destroyed on the thread that
+/// A thread that has bound none uses the process's main instance, which is made on first use and never destroyed: it is
+/// there as long as the process. Objects of this class nest: each is destroyed on the thread that
 /// made it, the last one first.
 class CurrentEngineInstance {
 public:

@@ -90,8 +90,8 @@ json::Value convertMap(Any const& value, std::size_t depth) {
 std::unordered_map<std::type_index, Converter> const& converters() {
     using Int64 = std::int64_t;
     using UInt64 = std::uint64_t;
-    // A type that stands twice keeps its first entry.
-    static std::unordered_map<std::type_index, Converter> const table = {
+    // A type that stands twice keeps its first entry. Never destroyed, like the catalogue.
+    static auto const& table = *new std::unordered_map<std::type_index, Converter>{
         {typeid(void), convertNothing},
         {typeid(signed char), convertNumber<signed char, Int64>},
         {typeid(short), convertNumber<short, Int64>},

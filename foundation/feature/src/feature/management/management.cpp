@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <new>
 #include <ostream>
 #include <stdexcept>
 #include <typeindex>
@@ -145,6 +146,10 @@ public:
 
     void getAllFeatures(std::vector<std::unique_ptr<IFeature>>& features) const FOUNDATION_EXCLUDES(mutex_);
 
+    /// Ends all watching of process-wide features, and of the per-instance features of the engine instance that is
+    /// current. Templates have no watchers.
+    void disconnectWatchers() noexcept FOUNDATION_EXCLUDES(mutex_);
+
 private:
     /// One look in the tables, and one record when the lower-case table had to help.
     std::unique_ptr<IFeature> getFeatureImpl(std::string const& name, bool caseSensitive) const
@@ -164,8 +169,21 @@ private:
     std::vector<ZorEntry const*> zorFeaturesByIndex_ FOUNDATION_GUARDED_BY(mutex_);
 };
 
+/// Has the watchers go with the process.
+struct UnwatchAtExit {
+    ~UnwatchAtExit() { features.disconnectWatchers(); }
+
+    AllFeatures& features;
+};
+
+/// The catalogue, made on first use. Of what it holds only the watchers end with the process's statics: meanwhile other
+/// threads may still read, and other static objects may still hold handles, whose records therefore stay.
 AllFeatures& allFeatures() {
-    static AllFeatures features;
+    static AllFeatures& features = []() -> AllFeatures& {
+        static AllFeatures& made = *new AllFeatures;
+        static UnwatchAtExit const unwatching{made};
+        return made;
+    }();
     return features;
 }
 
@@ -446,6 +464,29 @@ std::size_t tableSlot() {
 /// The table of the current engine instance; null when it has none yet.
 PerZorFeatures* findTable() {
     return static_cast<PerZorFeatures*>(EngineStorage::find(tableSlot(), typeid(PerZorFeatures)));
+}
+
+void AllFeatures::disconnectWatchers() noexcept {
+    // A watcher that goes may look something up, which must not find the mutex locked.
+    std::vector<detail::State*> watched;
+    auto const add = [&](detail::State& state) {
+        if (!state.signal.empty()) watched.push_back(&state);
+    };
+    try {
+        {
+            detail::Lock const lock(mutex_);
+            for (auto& [name, state] : processFeatures_)
+                add(state);
+        }
+        if (PerZorFeatures const* const table = findTable()) {
+            for (std::size_t position = 0; position < table->size(); ++position)
+                add(*table->at(position));
+        }
+    } catch (std::bad_alloc const&) {
+        // Then only the first of them, or none, are let go: the process ends in any case.
+    }
+    for (detail::State* const state : watched)
+        state->signal.disconnect_all_slots();
 }
 
 detail::Logger& dataPtrLogger() {

@@ -17,7 +17,8 @@ bool isPrintableAscii(char character) {
 using Rule = char const* (*)(detail::State const&);
 
 std::unordered_map<std::string, Rule> const& stateRules() {
-    static std::unordered_map<std::string, Rule> const rules = {
+    // Never destroyed, like the catalogue.
+    static auto const& rules = *new std::unordered_map<std::string, Rule>{
         {"Off",
          [](detail::State const& state) -> char const* {
              return state.defaultValue == 0 ? nullptr : "default value of Off fctrl must be 0";
