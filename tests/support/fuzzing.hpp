@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -15,21 +14,23 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
 namespace foundation::test {
 
 /// Ends the process when `condition` does not hold: that is how a finding is told.
-inline void require(bool condition, std::source_location const place = std::source_location::current()) {
+/// (clang 14 has no std::source_location.)
+inline void require(bool condition, char const* file = __builtin_FILE(), int line = __builtin_LINE()) {
     if (condition) return;
-    std::fprintf(stderr, "%s:%u: a condition does not hold\n", place.file_name(), place.line());
+    std::fprintf(stderr, "%s:%d: a condition does not hold\n", file, line);
     std::abort();
 }
 
 /// As above; shows both when they differ.
 inline void requireEqual(std::string_view found,
                          std::string_view expected,
-                         std::source_location const place = std::source_location::current()) {
+                         char const* file = __builtin_FILE(),
+                         int line = __builtin_LINE()) {
     if (found == expected) return;
     std::fprintf(stderr,
-                 "%s:%u: found \"%s\", expected \"%s\"\n",
-                 place.file_name(),
-                 place.line(),
+                 "%s:%d: found \"%s\", expected \"%s\"\n",
+                 file,
+                 line,
                  std::string(found).c_str(),
                  std::string(expected).c_str());
     std::abort();
