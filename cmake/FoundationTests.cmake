@@ -31,3 +31,33 @@ function(foundation_add_tests name)
       DISCOVERY_TIMEOUT 60
       PROPERTIES TIMEOUT 120 ENVIRONMENT "FOUNDATION_LOG=;QZ_FEATURE_Alpha=;QZ_FEATURE_Beta=;${arg_ENVIRONMENT}")
 endfunction()
+
+# foundation_add_fuzz_target(<name> SOURCES <file>... CORPUS <folder> [LIBRARIES <library>...])
+#
+# Sources with an LLVMFuzzerTestOneInput, which aborts at a finding: where FOUNDATION_FUZZING is on, a program of libFuzzer
+# that `./dev fuzz` runs; everywhere else <name>_replay, a test that hands it each file of its corpus.
+function(foundation_add_fuzz_target name)
+  if(NOT FOUNDATION_BUILD_TESTING)
+    return()
+  endif()
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "CORPUS" "SOURCES;LIBRARIES")
+  get_filename_component(corpus "${arg_CORPUS}" ABSOLUTE)
+  if(NOT FOUNDATION_FUZZING)
+    foundation_add_tests(${name}_replay
+        SOURCES ${arg_SOURCES} "${PROJECT_SOURCE_DIR}/tests/support/replay_test.cpp" LIBRARIES ${arg_LIBRARIES})
+    target_compile_definitions(${name}_replay PRIVATE "CORPUS=\"${corpus}\"")
+    return()
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  foundation_configure_target(${name})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
+  target_link_libraries(${name} PRIVATE ${arg_LIBRARIES})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/fuzzers")
+  if(NOT TARGET fuzzers)
+    add_custom_target(fuzzers)
+  endif()
+  add_dependencies(fuzzers ${name})
+  # For ./dev fuzz, which looks through the names.
+  file(WRITE "${PROJECT_BINARY_DIR}/fuzzers/${name}.corpus" "${corpus}\n")
+endfunction()

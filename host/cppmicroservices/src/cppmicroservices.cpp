@@ -93,6 +93,16 @@ bool isBundleName(fs::path const& name) {
     });
 }
 
+/// Whether a file lies there. A folder is none; whatever else has the name of a bundle is logged, and not opened: that
+/// could wait for ever.
+bool isBundleFile(fs::path const& file) {
+    std::error_code error;
+    fs::file_status const status = fs::status(file, error);
+    if (fs::is_regular_file(status)) return true;
+    if (!fs::is_directory(status)) logFailure(shown(file), error ? error.message() : "it is no file");
+    return false;
+}
+
 /// Whether the folder must not be listed: with a path of more than MAX_PATH units, mingw-w64 would list any other one.
 bool isTooLong([[maybe_unused]] fs::path const& folder) {
 #if defined(__MINGW32__)
@@ -136,18 +146,17 @@ std::vector<fs::path> list(fs::path const& folder, std::error_code& error) {
 std::vector<fs::path> bundleFiles(fs::path const& folder) {
     std::vector<fs::path> names;
     std::error_code error;
-    std::error_code ignored;  // What cannot be looked at is no folder and no file.
     if (isTooLong(folder)) {
         error = std::make_error_code(std::errc::filename_too_long);
+        std::error_code ignored;  // What cannot be looked at is no folder.
         if (fs::exists(folder, ignored)) logFailure(shown(folder), error.message());
         return names;
     }
     names = list(folder, error);
     if (error == std::errc::no_such_file_or_directory) return names;
     if (error) logFailure(shown(folder), error.message());
-    std::erase_if(names, [&](fs::path const& name) {
-        return !isBundleName(name) || !fs::is_regular_file(folder / name, ignored);
-    });
+    std::erase_if(names,
+                  [&](fs::path const& name) { return !isBundleName(name) || !isBundleFile(folder / name); });
     std::sort(names.begin(), names.end(), [](fs::path const& left, fs::path const& right) {
         return left.native() < right.native();
     });

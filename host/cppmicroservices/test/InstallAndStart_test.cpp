@@ -1,4 +1,4 @@
-#include <foundation/cppmicroservices.hpp>
+#include "InstallAndStartTest.hpp"
 
 #include <foundation/fctrl_ext/Registration.hpp>
 #include <foundation/json/parse.hpp>
@@ -42,19 +42,12 @@ using bundle_test::writeZip;
 using ::cppmicroservices::Any;
 using ::cppmicroservices::Bundle;
 using ::cppmicroservices::Framework;
+using installation_test::InstallAndStart;
+using installation_test::names;
 using test::LogCapture;
 using test::ScopedEnvironment;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-std::vector<std::string> names(std::vector<Bundle> const& bundles) {
-    std::vector<std::string> result;
-    for (Bundle const& bundle : bundles) {
-        EXPECT_EQ(bundle.GetState(), Bundle::STATE_ACTIVE);
-        result.push_back(bundle.GetSymbolicName());
-    }
-    return result;
-}
 
 TEST(TheFramework, IsTheOneThatTheHostHasGiven) {
     EXPECT_FALSE(getFramework());
@@ -89,34 +82,6 @@ TEST(TheFramework, IsGivenAndAskedForByAnyThread) {
     threads.clear();
     setFramework(nullptr);
 }
-
-/// A framework that the process has been given, and a folder under the installation root.
-class InstallAndStart : public testing::Test {
-protected:
-    explicit InstallAndStart(std::unordered_map<std::string, Any> const& properties = {})
-        : running(properties) {
-        fs::create_directory(folder);
-        setFramework(std::make_shared<Framework>(running.framework));
-        setInstallationRoot(root.path());
-    }
-    ~InstallAndStart() override { setFramework(nullptr); }
-
-    /// What was logged on the channel, each record as one text.
-    std::vector<std::string> logged() const {
-        std::vector<std::string> texts;
-        for (auto const& record : log.records()) {
-            EXPECT_EQ(record.channel, "foundation::cppmicroservices");
-            EXPECT_EQ(record.severity, 512U);
-            texts.push_back(record.message);
-        }
-        return texts;
-    }
-
-    TemporaryFolder root;
-    fs::path folder = root.path() / "bundles";
-    LogCapture log;
-    RunningFramework running;
-};
 
 TEST_F(InstallAndStart, GivesTheBundlesOfAFolderInTheOrderOfTheFileNames) {
     writeZip(folder / "b.zip", bundle("first.by.name"));

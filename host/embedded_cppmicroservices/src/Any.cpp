@@ -1,5 +1,7 @@
 #include "cppmicroservices/Any.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <ios>
 #include <locale>
@@ -75,44 +77,39 @@ void AnyWriter::write(std::ostream& out, Any const& value, TextStyle style) {
     }
 }
 
+namespace {
+
+void writeEscape(std::ostream& out, char c) {
+    constexpr std::string_view meanings = "\"\\\b\f\n\r\t";
+    constexpr std::string_view letters = "\"\\bfnrt";
+    auto const known = meanings.find(c);
+    if (known != std::string_view::npos) {
+        out << '\\' << letters[known];
+        return;
+    }
+    constexpr std::string_view digits = "0123456789abcdef";
+    auto const code = static_cast<unsigned char>(c);
+    out << "\\u00" << digits[code >> 4] << digits[code & 15];
+}
+
+}  // namespace
+
 void writeString(std::ostream& out, std::string_view text, TextStyle style) {
     if (!style.json) {
         out << text;
         return;
     }
     out << '"';
-    for (char const c : text) {
-        switch (c) {
-        case '"':
-            out << "\\\"";
-            break;
-        case '\\':
-            out << "\\\\";
-            break;
-        case '\b':
-            out << "\\b";
-            break;
-        case '\f':
-            out << "\\f";
-            break;
-        case '\n':
-            out << "\\n";
-            break;
-        case '\r':
-            out << "\\r";
-            break;
-        case '\t':
-            out << "\\t";
-            break;
-        default:
-            if (static_cast<unsigned char>(c) < 0x20) {
-                char const* const digits = "0123456789abcdef";
-                auto const code = static_cast<unsigned>(static_cast<unsigned char>(c));
-                out << "\\u00" << digits[code >> 4] << digits[code & 15];
-            } else {
-                out << c;
-            }
-        }
+    while (!text.empty()) {
+        auto const isPlain = [](char c) {
+            return static_cast<unsigned char>(c) >= 0x20 && c != '"' && c != '\\';
+        };
+        auto const plain = std::find_if_not(text.begin(), text.end(), isPlain) - text.begin();
+        out.write(text.data(), plain);
+        text.remove_prefix(static_cast<std::size_t>(plain));
+        if (text.empty()) break;
+        writeEscape(out, text.front());
+        text.remove_prefix(1);
     }
     out << '"';
 }

@@ -1,10 +1,15 @@
 #include "Archive.h"
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <stdexcept>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -14,10 +19,61 @@ namespace cppmicroservices::detail {
 
 namespace {
 
+/// A file that the zip library reads byte by byte and all over the place: one block of it is kept, so that only what lies
+/// elsewhere is asked of the system.
+class BlockFile {
+public:
+    explicit BlockFile(std::filesystem::path const& file) : stream_(file, std::ios::binary) {
+        stream_.seekg(0, std::ios::end);
+        if (stream_) size_ = static_cast<std::uint64_t>(static_cast<std::streamoff>(stream_.tellg()));
+    }
+
+    bool isOpen() const { return stream_.is_open(); }
+    std::uint64_t size() const { return size_; }
+
+    /// @return  How many bytes there were, from `position` on, which is moved behind them.
+    std::size_t read(char* buffer, std::size_t count) {
+        std::size_t done = 0;
+        while (done < count && position < size_ && load()) {
+            auto const offset = static_cast<std::size_t>(position - blockAt_);
+            std::size_t const part = std::min(count - done, blockSize_ - offset);
+            std::copy_n(block_.begin() + static_cast<std::ptrdiff_t>(offset), part, buffer + done);
+            done += part;
+            position += part;
+        }
+        wasCutShort_ = done < count;
+        return done;
+    }
+
+    /// Whether the last reading gave less than was asked for.
+    bool wasCutShort() const { return wasCutShort_; }
+
+    std::uint64_t position = 0;
+
+private:
+    /// @return  Whether the block holds the byte at `position`.
+    bool load() {
+        if (position >= blockAt_ && position - blockAt_ < blockSize_) return true;
+        blockAt_ = position / block_.size() * block_.size();
+        stream_.clear();
+        stream_.seekg(static_cast<std::streamoff>(blockAt_));
+        stream_.read(block_.data(), static_cast<std::streamsize>(block_.size()));
+        blockSize_ = static_cast<std::size_t>(stream_.gcount());
+        return position - blockAt_ < blockSize_;
+    }
+
+    std::ifstream stream_;
+    std::uint64_t size_ = 0;
+    bool wasCutShort_ = false;
+    std::array<char, 65536> block_ = {};
+    std::uint64_t blockAt_ = 0;
+    std::size_t blockSize_ = 0;
+};
+
 // What the zip library calls to read a file. It has functions of its own for that, but none that takes a path
 // with any character on every platform.
-std::ifstream& streamOf(voidpf stream) {
-    return *static_cast<std::ifstream*>(stream);
+BlockFile& fileOf(voidpf stream) {
+    return *static_cast<BlockFile*>(stream);
 }
 
 voidpf openStream(voidpf opaque, void const*, int) {
@@ -25,9 +81,7 @@ voidpf openStream(voidpf opaque, void const*, int) {
 }
 
 uLong readStream(voidpf, voidpf stream, void* buffer, uLong size) {
-    streamOf(stream).clear();
-    streamOf(stream).read(static_cast<char*>(buffer), static_cast<std::streamsize>(size));
-    return static_cast<uLong>(streamOf(stream).gcount());
+    return static_cast<uLong>(fileOf(stream).read(static_cast<char*>(buffer), size));
 }
 
 uLong refuseToWrite(voidpf, voidpf, void const*, uLong) {
@@ -35,57 +89,45 @@ uLong refuseToWrite(voidpf, voidpf, void const*, uLong) {
 }
 
 ZPOS64_T tellStream(voidpf, voidpf stream) {
-    streamOf(stream).clear();
-    return static_cast<ZPOS64_T>(static_cast<std::streamoff>(streamOf(stream).tellg()));
+    return fileOf(stream).position;
 }
 
 long seekStream(voidpf, voidpf stream, ZPOS64_T offset, int origin) {
-    std::ios_base::seekdir const direction = origin == ZLIB_FILEFUNC_SEEK_CUR   ? std::ios_base::cur
-                                             : origin == ZLIB_FILEFUNC_SEEK_END ? std::ios_base::end
-                                                                                : std::ios_base::beg;
-    streamOf(stream).clear();
-    streamOf(stream).seekg(static_cast<std::streamoff>(offset), direction);
-    return streamOf(stream).fail() ? -1 : 0;
+    BlockFile& file = fileOf(stream);
+    std::uint64_t const from = origin == ZLIB_FILEFUNC_SEEK_CUR   ? file.position
+                               : origin == ZLIB_FILEFUNC_SEEK_END ? file.size()
+                                                                  : 0;
+    std::uint64_t const to =
+        from + offset;  // Backwards by the complement, which is how the zip library does it.
+    if (to > static_cast<std::uint64_t>(std::numeric_limits<std::streamoff>::max())) return -1;
+    file.position = to;
+    return 0;
 }
 
 int closeStream(voidpf, voidpf) {
     return 0;
 }
 
+/// Without this, the zip library takes what is missing at the end of a file for zeros, thousands of them.
 int streamError(voidpf, voidpf stream) {
-    return streamOf(stream).bad() ? 1 : 0;
+    return fileOf(stream).wasCutShort() ? 1 : 0;
 }
 
 /// A zip without entries is one record at the start of the file, where the zip library does not look.
-bool isEmptyZip(std::ifstream& stream) {
+bool isEmptyZip(BlockFile& file) {
     std::array<char, 22> record = {};
-    stream.clear();
-    stream.seekg(0);
-    stream.read(record.data(), record.size());
-    return stream.gcount() == static_cast<std::streamsize>(record.size()) &&
+    file.position = 0;
+    return file.read(record.data(), record.size()) == record.size() &&
            std::string_view(record.data(), 4) == "PK\5\6";
-}
-
-/// The name of the current entry; nothing when it cannot be read.
-std::optional<std::string> currentName(unzFile zip) {
-    unz_file_info64 info = {};
-    if (unzGetCurrentFileInfo64(zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK)
-        return std::nullopt;
-    std::string name(info.size_filename, '\0');
-    if (unzGetCurrentFileInfo64(zip, &info, name.data(), info.size_filename, nullptr, 0, nullptr, 0) !=
-        UNZ_OK) {
-        return std::nullopt;
-    }
-    return name;
 }
 
 }  // namespace
 
 struct Archive::Content {
-    explicit Content(std::filesystem::path const& file) : stream(file, std::ios::binary) {
-        if (!stream) return;
+    explicit Content(std::filesystem::path const& path) : file(path) {
+        if (!file.isOpen()) return;
         zlib_filefunc64_def functions = {
-            openStream, readStream, refuseToWrite, tellStream, seekStream, closeStream, streamError, &stream};
+            openStream, readStream, refuseToWrite, tellStream, seekStream, closeStream, streamError, &file};
         zip = unzOpen2_64(nullptr, &functions);
     }
     Content(Content const&) = delete;
@@ -99,17 +141,22 @@ struct Archive::Content {
         unz_global_info64 info = {};
         if (unzGetGlobalInfo64(zip, &info) != UNZ_OK) return false;
         if (info.number_entry == 0) return true;
+        std::vector<char> name(std::numeric_limits<std::uint16_t>::max());  // the longest
         int status = unzGoToFirstFile(zip);
         for (; status == UNZ_OK; status = unzGoToNextFile(zip)) {
-            auto name = currentName(zip);
+            unz_file_info64 entry = {};
             unz64_file_pos position = {};
-            if (!name || unzGetFilePos64(zip, &position) != UNZ_OK) return false;
-            entries.insert_or_assign(*std::move(name), position);
+            if (unzGetCurrentFileInfo64(zip, &entry, name.data(), name.size(), nullptr, 0, nullptr, 0) !=
+                    UNZ_OK ||
+                unzGetFilePos64(zip, &position) != UNZ_OK) {
+                return false;
+            }
+            entries.insert_or_assign(std::string(name.data(), entry.size_filename), position);
         }
         return status == UNZ_END_OF_LIST_OF_FILE;
     }
 
-    std::ifstream stream;
+    BlockFile file;
     unzFile zip = nullptr;
     std::map<std::string, unz64_file_pos> entries;
 };
@@ -119,8 +166,11 @@ Archive::Archive(std::unique_ptr<Content> content) : content_(std::move(content)
 Archive::~Archive() = default;
 
 std::unique_ptr<Archive> Archive::open(std::filesystem::path const& file) {
+    // To open a pipe would wait for its other end, and a device may have no end.
+    std::error_code ignored;
+    if (!std::filesystem::is_regular_file(file, ignored)) return nullptr;
     auto content = std::make_unique<Content>(file);
-    bool const isReadable = content->zip == nullptr ? isEmptyZip(content->stream) : content->readNames();
+    bool const isReadable = content->zip == nullptr ? isEmptyZip(content->file) : content->readNames();
     if (!isReadable) return nullptr;
     return std::unique_ptr<Archive>(new Archive(std::move(content)));
 }
@@ -143,6 +193,8 @@ std::optional<std::string> Archive::read(std::string const& name, std::size_t li
     if (unzGetCurrentFileInfo64(content_->zip, &info, nullptr, 0, nullptr, 0, nullptr, 0) != UNZ_OK) {
         throw cannotRead();
     }
+    constexpr uLong encrypted = 1;
+    if ((info.flag & encrypted) != 0) throw std::runtime_error(name + " is encrypted");
     // What it cannot decompress, the zip library may give as it is.
     if (info.compression_method != 0 && info.compression_method != Z_DEFLATED) throw cannotRead();
     // The zip library gives no more than the size that is written there, whatever the data become.
@@ -158,8 +210,10 @@ std::optional<std::string> Archive::read(std::string const& name, std::size_t li
            0) {
         text.append(buffer.data(), static_cast<std::size_t>(count));
     }
-    // Closing compares the checksum.
-    if (unzCloseCurrentFile(content_->zip) != UNZ_OK || count < 0) throw cannotRead();
+    // Closing compares the checksum, but only of data that became as many as they should.
+    if (unzCloseCurrentFile(content_->zip) != UNZ_OK || count < 0 || text.size() != info.uncompressed_size) {
+        throw cannotRead();
+    }
     return text;
 }
 

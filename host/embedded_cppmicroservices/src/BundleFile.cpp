@@ -13,8 +13,9 @@ namespace cppmicroservices::detail {
 
 namespace {
 
-/// Bytes of one manifest. A small zip could fill the memory otherwise.
-constexpr std::size_t largestManifest = std::size_t{16} * 1024 * 1024;
+// A small zip could fill the memory or take hours otherwise: its entries may share what they are made from.
+constexpr std::size_t mostBundles = 1024;                                 // in one file
+constexpr std::size_t mostManifestBytes = std::size_t{16} * 1024 * 1024;  // of all manifests in one file
 
 BundleDescription describe(std::string const& name, std::string const& location, AnyMap headers) {
     auto const symbolicName = headers.find(Constants::BUNDLE_SYMBOLICNAME);
@@ -44,15 +45,22 @@ BundleDescription describe(std::string const& name, std::string const& location,
     return {name, version, std::move(headers)};
 }
 
-/// @return  An empty map when the folder has no manifest.
-AnyMap readManifest(Archive& archive, std::string const& name, std::string const& location) {
+/// @param room  How many bytes it may have; reduced by those that it has.
+/// @return      An empty map when the folder has no manifest.
+AnyMap
+readManifest(Archive& archive, std::string const& name, std::string const& location, std::size_t& room) {
     std::optional<std::string> json;
     try {
-        json = archive.read(name + "/manifest.json", largestManifest);
+        json = archive.read(name + "/manifest.json", mostManifestBytes);
     } catch (std::runtime_error const& error) {
         throw std::runtime_error(installFailure(location) + error.what());
     }
     if (!json) return AnyMap();
+    if (json->size() > room) {
+        throw std::runtime_error(installFailure(location) + "its manifests have more than " +
+                                 std::to_string(mostManifestBytes) + " bytes together");
+    }
+    room -= json->size();
     try {
         return parseManifest(*json);
     } catch (std::runtime_error const& error) {
@@ -95,8 +103,13 @@ std::vector<BundleDescription> readBundleFile(std::string const& location, AnyMa
     if (!archive) throw std::runtime_error("Could not init zip archive for bundle at " + location);
     auto const names = archive->topFolders();
     if (names.empty()) throw std::runtime_error("Invalid zip archive layout for bundle at " + location);
+    if (names.size() > mostBundles) {
+        throw std::runtime_error(installFailure(location) + "it has more than " +
+                                 std::to_string(mostBundles) + " bundles");
+    }
+    std::size_t room = mostManifestBytes;
     for (std::string const& name : names) {
-        bundles.push_back(describe(name, location, readManifest(*archive, name, location)));
+        bundles.push_back(describe(name, location, readManifest(*archive, name, location, room)));
     }
     return bundles;
 }

@@ -4,23 +4,40 @@
 #include <cppmicroservices/Bundle.h>
 #include <cppmicroservices/BundleContext.h>
 
+#include <support/isSanitized.hpp>
+
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "BundleFiles.h"
+#include "RawZip.h"
+
+#if !defined(_WIN32)
+#include <sys/stat.h>
+#endif
 
 namespace {
 
 using bundle_test::bundle;
+using bundle_test::deflatedEntry;
 using bundle_test::Entries;
+using bundle_test::littleEndian;
 using bundle_test::manifest;
+using bundle_test::RawEnd;
+using bundle_test::RawEntry;
+using bundle_test::rawZip;
 using bundle_test::RunningFramework;
+using bundle_test::storedEntry;
 using bundle_test::TemporaryFolder;
 using bundle_test::text;
 using bundle_test::textOf;
@@ -33,6 +50,7 @@ constexpr std::size_t endRecordCount = 10;
 constexpr std::size_t endRecordDirectoryOffset = 16;
 constexpr std::size_t directoryMethod = 10;
 constexpr std::size_t directorySize = 24;
+constexpr std::size_t directoryExtraSize = 30;
 
 class Archives : public testing::Test {
 protected:
@@ -190,5 +208,193 @@ TEST_F(Archives, WithADamagedManifestAreRefused) {
     EXPECT_EQ(refusal(location),
               "Failed to install bundle library at " + location + ": a/manifest.json cannot be read");
 }
+
+// What no program that writes zips would write.
+
+/// Why a file is refused, after what every such text begins with.
+std::string because(std::string const& location, std::string const& reason) {
+    return "Failed to install bundle library at " + location + ": " + reason;
+}
+
+TEST_F(Archives, WithATrueCopyOfARealOneAreRead) {
+    auto const json = manifest("a", R"("text": "some text")");
+    for (RawEntry const& entry :
+         {storedEntry("a/manifest.json", json), deflatedEntry("a/manifest.json", json)}) {
+        for (bool const is64 : {false, true}) {
+            auto bundles = running.context().InstallBundles(write(rawZip({entry}, {.is64 = is64})));
+            ASSERT_EQ(bundles.size(), 1U);
+            EXPECT_EQ(bundles[0].GetHeaders().at("text").ToString(), "some text");
+            bundles[0].Uninstall();
+        }
+    }
+}
+
+TEST_F(Archives, WithAnEntryThatIsNotAsItsHeadersSayAreRefused) {
+    struct Row {
+        char const* says;
+        std::function<void(RawEntry&)> change;
+        std::string reason;
+    };
+    std::string const unreadable = "a/manifest.json cannot be read";
+    std::vector<Row> rows = {
+        {"another checksum", [](RawEntry& entry) { entry.crc ^= 1; }, unreadable},
+        {"encrypted", [](RawEntry& entry) { entry.flags = 1; }, "a/manifest.json is encrypted"},
+        {"encrypted strongly", [](RawEntry& entry) { entry.flags = 0x41; }, "a/manifest.json is encrypted"},
+        {"fewer data than in the directory",
+         [](RawEntry& entry) { entry.directorySize = 99999; },
+         unreadable},
+        {"more data than in the directory", [](RawEntry& entry) { entry.directorySize = 9; }, unreadable},
+        {"data that become less", [](RawEntry& entry) { entry.size += 1; }, unreadable},
+        {"data that become more", [](RawEntry& entry) { entry.size -= 1; }, unreadable},
+        {"data that become 4 GiB",
+         [](RawEntry& entry) { entry.size = 0xFFFFFFFE; },
+         "a/manifest.json has more than 16777216 bytes"},
+        {"a place in another entry", [](RawEntry& entry) { entry.offset = 1; }, unreadable},
+        {"a place behind the file", [](RawEntry& entry) { entry.offset = 0xFFFFFFF0; }, unreadable},
+        {"a size of 64 bits that is missing",
+         [](RawEntry& entry) { entry.size = 0xFFFFFFFF; },
+         "a/manifest.json has more than 16777216 bytes"},
+        {"a size of 2^63",
+         [](RawEntry& entry) {
+             entry.size = 0xFFFFFFFF;
+             entry.extra = littleEndian(1, 2) + littleEndian(8, 2) + littleEndian(std::uint64_t{1} << 63, 8);
+         },
+         "a/manifest.json has more than 16777216 bytes"},
+        {"further data that end too early",
+         [](RawEntry& entry) {
+             entry.offset = 0xFFFFFFFF;
+             entry.extra = littleEndian(1, 2) + littleEndian(8, 2);
+         },
+         unreadable},
+        {"a place of 2^63",
+         [](RawEntry& entry) {
+             entry.offset = 0xFFFFFFFF;
+             entry.extra = littleEndian(1, 2) + littleEndian(8, 2) + littleEndian(std::uint64_t{1} << 63, 8);
+         },
+         unreadable},
+    };
+    for (int const method : {1, 6, 7, 9, 12, 14, 93, 95, 98, 99, 0xFFFF}) {
+        rows.push_back({"packed in an unknown way",
+                        [method](RawEntry& entry) { entry.method = static_cast<std::uint16_t>(method); },
+                        unreadable});
+    }
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.says);
+        RawEntry entry =
+            deflatedEntry("a/manifest.json", manifest("a", "\"text\": \"" + std::string(999, 'x') + '"'));
+        row.change(entry);
+        auto const location = write(rawZip({storedEntry("other", "content"), entry}));
+        EXPECT_EQ(refusal(location), because(location, row.reason));
+    }
+}
+
+TEST_F(Archives, WithADirectoryThatIsElsewhereOrEndlessAreRefused) {
+    struct Row {
+        char const* says;
+        RawEnd end;
+    };
+    constexpr auto many = std::uint64_t{1} << 63;
+    Row const rows[] = {
+        {"more entries", {.count = 0xFFFE}},
+        {"an unknown number of entries without their number in 64 bits", {.count = 0xFFFF, .size = 0}},
+        {"2^63 entries", {.count = many, .is64 = true}},
+        {"2^64 - 1 entries", {.count = many - 1 + many, .is64 = true}},
+        {"a directory behind the file", {.offset = 0xFFFFFFF0}},
+        {"a directory at 2^63", {.offset = many, .is64 = true}},
+        {"a directory of 2^63 bytes", {.size = many, .is64 = true}},
+        {"a place and a size that add up to a small number", {.offset = many, .size = many, .is64 = true}},
+        {"the end of 64 bits behind the file", {.is64 = true, .offsetOfEnd64 = many}},
+        {"the end of 64 bits in itself", {.is64 = true, .offsetOfEnd64 = 1}},
+    };
+    for (Row const& row : rows) {
+        SCOPED_TRACE(row.says);
+        auto const location = write(rawZip({deflatedEntry("a/manifest.json", manifest("a"))}, row.end));
+        EXPECT_EQ(refusal(location), "Could not init zip archive for bundle at " + location);
+    }
+}
+
+TEST_F(Archives, WhoseManifestsAreTooLargeTogetherAreRefused) {
+    // Each of these would be read: all of them are one and the same, so that the file is small.
+    std::string const json = manifest("a");
+    RawEntry const first =
+        deflatedEntry("0000/manifest.json", json + std::string((std::size_t{1} << 20) - json.size(), ' '));
+    std::vector<RawEntry> entries = {first};
+    while (entries.size() < 17) {
+        RawEntry next = first;
+        next.name = std::to_string(1000 + entries.size()) + "/manifest.json";
+        next.offset = 0;
+        entries.push_back(next);
+    }
+    auto const location = write(rawZip(entries));
+    EXPECT_LT(std::filesystem::file_size(location), 10000U);
+    EXPECT_EQ(refusal(location), because(location, "its manifests have more than 16777216 bytes together"));
+    EXPECT_EQ(running.context().GetBundles().size(), 1U) << "only the system bundle";
+    entries.pop_back();
+    EXPECT_EQ(running.context().InstallBundles(write(rawZip(entries))).size(), 16U);
+}
+
+TEST_F(Archives, OfManyBundlesAreRefused) {
+    RawEntry const first = storedEntry("0000/manifest.json", manifest("a"));
+    std::vector<RawEntry> entries = {first};
+    for (std::size_t const count : {1024, 1025}) {
+        while (entries.size() < count) {
+            RawEntry next = first;
+            next.name = std::to_string(1000 + entries.size()) + "/manifest.json";
+            next.offset = 0;
+            entries.push_back(next);
+        }
+        auto const location = write(rawZip(entries));
+        if (count == 1024) {
+            EXPECT_EQ(running.context().InstallBundles(location).size(), count);
+        } else {
+            EXPECT_EQ(refusal(location), because(location, "it has more than 1024 bundles"));
+        }
+    }
+}
+
+TEST_F(Archives, OfManyEntriesAreRead) {
+    // More than a field of 16 bits can count, where that does not take too long.
+    std::size_t const count = foundation::test::isSanitized ? 20000 : 200000;
+    std::vector<RawEntry> entries = {storedEntry("a/manifest.json", manifest("a"))};
+    entries.reserve(count);
+    while (entries.size() < count) {
+        entries.push_back(entries[0]);
+        entries.back().name = "a/" + std::to_string(entries.size());
+        entries.back().offset = 0;
+    }
+    auto const location = write(rawZip(entries, {.is64 = true}));
+    EXPECT_EQ(running.context().InstallBundles(location).size(), 1U);
+}
+
+TEST_F(Archives, WithFurtherDataOfManyFieldsAreRead) {
+    // Each field of four bytes was once looked for in the file anew; those behind the end of the file, too.
+    std::string fields;
+    while (fields.size() + 6 <= 0xFFFF)
+        fields += littleEndian(0xCAFE, 2) + littleEndian(2, 2) + "xx";
+    std::vector<RawEntry> entries = {storedEntry("a/manifest.json", manifest("a"))};
+    while (entries.size() < 100) {
+        entries.push_back(entries[0]);
+        entries.back().name = "a/" + std::to_string(entries.size());
+        entries.back().extra = fields;
+        entries.back().offset = 0;
+    }
+    EXPECT_EQ(running.context().InstallBundles(write(rawZip(entries))).size(), 1U);
+
+    std::string zip = rawZip({entries[0]});
+    zip.replace(directoryOf(zip) + directoryExtraSize, 2, "\xff\xff");
+    auto const location = write(zip);
+    EXPECT_EQ(refusal(location), "Could not init zip archive for bundle at " + location);
+}
+
+#if !defined(_WIN32)
+TEST_F(Archives, MustBeFiles) {
+    auto const pipe = folder.path() / "pipe.zip";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    for (std::string const& location : {text(pipe), std::string("/dev/zero"), text(folder.path())}) {
+        // Opening the pipe would wait for a writer.
+        EXPECT_EQ(refusal(location), "Could not init zip archive for bundle at " + location);
+    }
+}
+#endif
 
 }  // namespace

@@ -1,22 +1,11 @@
 // Compares the reader with the host's JSON parser: both refuse the same texts, or read the same values.
-//
-// From the top of the repository, once the preset "release" is configured. RapidJSON adds to null pointers,
-// hence the last -fno-sanitize.
-//
-//   reader=foundation/feature/src/feature/management/JsonReader
-//   clang++-19 -std=c++20 -g -O1 -fsanitize=fuzzer,address,undefined -fno-sanitize-recover=all
-//     -fno-sanitize=pointer-overflow -Ihost/json/include -Ibuild/release/host/json/include
-//     $reader.cpp ${reader}_fuzz.cpp host/json/src/{parse,ParserException,detail}.cpp
-//     -o build/JsonReader_fuzz
-//   mkdir -p build/corpus
-//   build/JsonReader_fuzz -max_total_time=300 build/corpus ${reader}_corpus
-//
-// A text on which it aborts goes to JsonReader_corpus under a name that says what it shows; the tests replay
-// all of them.
 
 #include "JsonReader.hpp"
 
+#include <support/fuzzing.hpp>
+
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
@@ -30,12 +19,9 @@ namespace {
 
 using foundation::json::ParseResult;
 using foundation::json::Value;
+using foundation::test::require;
 using Array = std::vector<Value>;
 using Object = std::map<std::string, Value>;
-
-void require(bool condition) {
-    if (!condition) std::abort();
-}
 
 /// What an object's "qzdata" is: 'i' for signed integers, 'u' for unsigned ones, 0 for ordinary JSON.
 char typeOfData(Object const& object) {
@@ -122,9 +108,6 @@ bool isTypedResult(ParseResult result) {
 }
 
 }  // namespace
-
-// Declared first: libFuzzer finds it by its name, without a header.
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
     std::string_view const text(reinterpret_cast<char const*>(data), size);

@@ -6,18 +6,13 @@
 
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
-#include <fstream>
 #include <initializer_list>
-#include <iterator>
 #include <limits>
 #include <map>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <vector>
-
-extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size);
 
 namespace foundation::feature::management {
 namespace {
@@ -614,33 +609,6 @@ TEST(TheReader, MayBeUsedByManyThreadsAtOnce) {
         thread.join();
     EXPECT_EQ(equal, (std::vector<int>(4, 200)));
 }
-
-std::vector<std::filesystem::path> corpus() {
-    std::vector<std::filesystem::path> files;
-    for (auto const& entry : std::filesystem::directory_iterator(FOUNDATION_JSON_READER_CORPUS)) {
-        files.push_back(entry.path());
-    }
-    return files;
-}
-
-TEST(TheCorpus, IsThere) {
-    EXPECT_GE(corpus().size(), 12U);
-}
-
-/// Texts on which the reader and the host's parser once differed, or easily could.
-class ATextOfTheCorpus : public testing::TestWithParam<std::filesystem::path> {};
-
-TEST_P(ATextOfTheCorpus, IsReadAsTheHostsParserReadsIt) {
-    std::ifstream file(GetParam(), std::ios::binary);
-    std::vector<char> const bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    ASSERT_FALSE(bytes.empty());
-    // Aborts when they differ.
-    EXPECT_EQ(LLVMFuzzerTestOneInput(reinterpret_cast<std::uint8_t const*>(bytes.data()), bytes.size()), 0);
-}
-
-INSTANTIATE_TEST_SUITE_P(All, ATextOfTheCorpus, testing::ValuesIn(corpus()), [](auto const& text) {
-    return text.param.stem().string();
-});
 
 }  // namespace
 }  // namespace foundation::feature::management
