@@ -336,7 +336,7 @@ TEST_F(Archives, WhoseManifestsAreTooLargeTogetherAreRefused) {
 TEST_F(Archives, OfManyBundlesAreRefused) {
     RawEntry const first = storedEntry("0000/manifest.json", manifest("a"));
     std::vector<RawEntry> entries = {first};
-    for (std::size_t const count : {1024, 1025}) {
+    for (std::size_t const count : {1024u, 1025u}) {
         while (entries.size() < count) {
             RawEntry next = first;
             next.name = std::to_string(1000 + entries.size()) + "/manifest.json";
