@@ -163,38 +163,32 @@ Loader::readProvenance(Document const& document, Object const& root, std::string
     return std::nullopt;
 }
 
-std::vector<DescriptorList> Loader::loadDescriptorFile(Document const& document, json::Value root) {
-    DescriptorList list{.document = &document,
-                        .isManifest = false,
-                        .features = {},
-                        .entries = {},
-                        .file = document.name(),
-                        .component = {},
-                        .module = {},
-                        .clientdir = {}};
-    if (root.is<Array>()) {
-        list.features = std::move(root.get<Array>());
-        list.entries = document.children(0);
+std::vector<DescriptorList> Loader::loadDescriptorFile(Document const& document, json::Value value) {
+    DescriptorList list;
+    list.document = &document;
+    list.root = std::make_shared<json::Value const>(std::move(value));
+    list.file = document.name();
+    std::size_t features = 0;
+    if (list.root->is<Array>()) {
+        list.features = &list.root->get<Array>();
     } else {
-        std::size_t const features = root.is<Object>() ? findMember(document, 0, "features", false) : 0;
-        bool const hasList = features != 0 && root.get<Object>().at("features").is<Array>();
+        features = list.root->is<Object>() ? findMember(document, 0, "features", false) : 0;
+        bool const hasList = features != 0 && list.root->get<Object>().at("features").is<Array>();
         if (!hasList) {
             add(Rule::structure, mustHold, {document, features});
             return {};
         }
-        Object& object = root.get<Object>();
-        list.features = std::move(object.at("features").get<Array>());
-        list.entries = document.children(features);
+        Object const& object = list.root->get<Object>();
+        list.features = &object.at("features").get<Array>();
         findOddKeys(
             document, 0, {"features", "component", "module", "clientdir", "$schema"}, false, findings_);
         list.component = readProvenance(document, object, "component");
         list.module = readProvenance(document, object, "module");
         list.clientdir = readProvenance(document, object, "clientdir");
     }
+    list.entries = document.children(features);
     if (!list.module) list.module = wellFormed(toUtf8(toPath(document.name()).stem()));
-    std::vector<DescriptorList> lists;
-    lists.push_back(std::move(list));
-    return lists;
+    return {list};
 }
 
 // Manifests
@@ -266,15 +260,15 @@ Loader::loadManifest(Document const& document, AnyMap const& headers, std::strin
     }
     warnOfKeys(spot, {"features", "component", "module", "qzbuiltin_module", "clientdir", "fctrl_json"});
 
-    DescriptorList list{.document = &document,
-                        .isManifest = true,
-                        .features = {},
-                        .entries = {},
-                        .file =
-                            nativePath(readManifestText(spot, *manifest, "fctrl_json").value_or(location)),
-                        .component = readManifestName(spot, *manifest, "component"),
-                        .module = readManifestText(spot, *manifest, "qzbuiltin_module"),
-                        .clientdir = readManifestText(spot, *manifest, "clientdir")};
+    DescriptorList list;
+    list.document = &document;
+    list.isManifest = true;
+    list.root = std::make_shared<json::Value const>(Array());
+    list.features = &list.root->get<Array>();
+    list.file = nativePath(readManifestText(spot, *manifest, "fctrl_json").value_or(location));
+    list.component = readManifestName(spot, *manifest, "component");
+    list.module = readManifestText(spot, *manifest, "qzbuiltin_module");
+    list.clientdir = readManifestText(spot, *manifest, "clientdir");
     std::size_t const module = findMember(document, spot.entry, "module", true);
     if (list.module && module != 0) {
         findings_.push_back({Rule::unreadKey,
@@ -294,7 +288,9 @@ void Loader::readManifestList(DescriptorList& list, std::size_t features, AnyMap
     Any const* const value = find(manifest, "features");
     if (value == nullptr) return;  // null, which is as if it were not there
     try {
-        list.features = foundation::feature::convert(*value).get<Array>();
+        auto const converted = std::make_shared<json::Value const>(foundation::feature::convert(*value));
+        list.features = &converted->get<Array>();
+        list.root = converted;
     } catch (std::exception const& error) {
         add(Rule::structure, error.what(), {document, features});
         return;
@@ -306,7 +302,7 @@ void Loader::readManifestList(DescriptorList& list, std::size_t features, AnyMap
             list.entries.push_back(child);
         }
     }
-    list.entries.resize(list.features.size(), features);
+    list.entries.resize(list.features->size(), features);
 }
 
 std::optional<std::string> Loader::readManifestText(Spot parent, AnyMap const& map, std::string const& key) {

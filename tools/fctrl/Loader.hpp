@@ -19,11 +19,12 @@ namespace fctrl {
 using Array = std::vector<foundation::json::Value>;
 using Object = std::map<std::string, foundation::json::Value>;
 
-/// Descriptors as the library gets them, with where they all come from.
+/// Descriptors as the library gets them (never null), with where they all come from.
 struct DescriptorList {
     Document const* document = nullptr;
     bool isManifest = false;
-    Array features;
+    std::shared_ptr<foundation::json::Value const> root;  ///< what holds the next one
+    Array const* features = nullptr;
     std::vector<std::size_t> entries;  ///< where each of them stands in the document
     std::string file;                  ///< the source file of those that name none
     std::optional<std::string> component;
@@ -54,8 +55,7 @@ private:
 
     ManifestReader& manifestReader();
     std::optional<foundation::json::Value> parse(Document& document);
-    std::vector<DescriptorList> loadDescriptorFile(Document const& document,
-                                                   foundation::json::Value const& root);
+    std::vector<DescriptorList> loadDescriptorFile(Document const& document, foundation::json::Value value);
     std::vector<DescriptorList> loadManifestFile(Document const& document, Object const& root);
     std::vector<DescriptorList> loadBundle(std::string const& file, std::string bytes);
     std::optional<DescriptorList> loadManifest(Document const& document,

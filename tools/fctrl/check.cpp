@@ -47,8 +47,7 @@ class Checker {
 public:
     explicit Checker(std::vector<Finding>& findings) : findings_(findings) {}
 
-    /// Takes the descriptor out of the list.
-    void check(DescriptorList& list, std::size_t index);
+    void check(DescriptorList const& list, std::size_t index);
 
     /// There will be `count` more.
     void expect(std::size_t count) {
@@ -150,7 +149,8 @@ void Checker::warnOfDroppedValues(Subject const& subject) {
         std::string const name(entry.name);
         auto const read = subject.properties.find(name);
         auto const original = written.find(name);
-        if (original == written.end() || findMember(subject, name) != child) continue;
+        bool const isKnown = std::find(knownKeys.begin(), knownKeys.end(), name) != knownKeys.end();
+        if (!isKnown || findMember(subject, name) != child) continue;
         if (read == subject.properties.end()) {
             add(Rule::droppedValue,
                 "the service framework leaves \"" + name + "\" out: " +
@@ -207,12 +207,10 @@ void Checker::enter(Subject const& subject) {
         {{"registered here first", registered_.at(similar->second)}});
 }
 
-void Checker::check(DescriptorList& list, std::size_t index) {
-    Array single(1);
-    single.front() = std::move(list.features[index]);
-    json::Value const& descriptor = single.front();
+void Checker::check(DescriptorList const& list, std::size_t index) {
+    json::Value const& descriptor = (*list.features)[index];
     std::size_t const entry = list.entries[index];
-    std::optional<std::string> const refusal = registerDescriptors(list, single);
+    std::optional<std::string> const refusal = registerDescriptors(list, Array(1, descriptor));
     if (!descriptor.is<Object>()) {
         add(Rule::refused, refusal.value_or(""), {list.document, list.document->entries()[entry].value});
         return;
@@ -241,14 +239,14 @@ CheckResult check(std::vector<std::string> const& files, Progress& progress) {
         std::size_t const before = result.findings.size();
         try {
             ++result.files;
-            for (DescriptorList& list : loader.load(file)) {
-                progress.expect(list.features.size());
-                checker.expect(list.features.size());
-                for (std::size_t i = 0; i < list.features.size(); ++i) {
+            for (DescriptorList const& list : loader.load(file)) {
+                progress.expect(list.features->size());
+                checker.expect(list.features->size());
+                for (std::size_t i = 0; i < list.features->size(); ++i) {
                     checker.check(list, i);
                     progress.advance();
                 }
-                result.descriptors += list.features.size();
+                result.descriptors += list.features->size();
             }
         } catch (UnreadableFile const& error) {
             result.unreadable.emplace_back(error.what());

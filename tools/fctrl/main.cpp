@@ -2,7 +2,10 @@
 
 #include "Document.hpp"
 #include "Progress.hpp"
+#include "catalogue.hpp"
 #include "check.hpp"
+#include "explain.hpp"
+#include "list.hpp"
 #include "options.hpp"
 #include "report.hpp"
 #include "terminal.hpp"
@@ -14,6 +17,7 @@
 #include <iostream>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace fctrl {
 namespace {
@@ -46,6 +50,35 @@ int runCheck(Options const& options) {
     return result.findings.empty() ? fine : withFindings;
 }
 
+int finish(Catalogue const& catalogue, bool isFound) {
+    std::vector<std::string> const texts = remarks(catalogue);
+    for (std::string const& text : texts)
+        complain(text);
+    if (!catalogue.unreadable.empty()) return unusable;
+    return texts.empty() && isFound ? fine : withFindings;
+}
+
+int runList(Options const& options) {
+    Catalogue const catalogue = readCatalogue(options.files, options.root);
+    std::vector<Feature> const features = select(catalogue.features, options);
+    if (options.format == Format::json) {
+        writeListJson(std::cout, features, catalogue);
+    } else {
+        writeTable(std::cout, features, takesColours());
+    }
+    return finish(catalogue, true);
+}
+
+int runExplain(Options const& options) {
+    Catalogue const catalogue = readCatalogue(options.files, options.root);
+    if (options.format == Format::json) {
+        writeExplanationJson(std::cout, options.name, catalogue);
+    } else {
+        writeExplanation(std::cout, options.name, catalogue, takesColours());
+    }
+    return finish(catalogue, catalogue.find(options.name) != nullptr);
+}
+
 int run(Options const& options) {
     switch (options.command) {
     case Command::nothing:
@@ -54,8 +87,9 @@ int run(Options const& options) {
     case Command::check:
         return runCheck(options);
     case Command::list:
+        return runList(options);
     case Command::explain:
-        break;
+        return runExplain(options);
     }
     return fine;
 }

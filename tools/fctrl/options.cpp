@@ -143,18 +143,17 @@ Options parseOptions(std::vector<std::string> arguments) {
     addList(app, options, isJson);
     addExplain(app, options, isJson);
 
-    // The parser would say that one is missing.
-    bool const isUnknown = !arguments.empty() && !arguments.front().starts_with('-') &&
-                           app.get_subcommand_no_throw(arguments.front()) == nullptr;
-    if (isUnknown) throw UsageError("there is no command \"" + arguments.front() + '"');
-
-    std::reverse(arguments.begin(), arguments.end());  // The parser takes them from the end.
     try {
+        // Of another command the parser would say that one is missing.
+        if (!arguments.empty() && !arguments.front().starts_with('-')) app.get_subcommand(arguments.front());
+        std::reverse(arguments.begin(), arguments.end());  // The parser takes them from the end.
         app.parse(std::move(arguments));
     } catch (CLI::CallForHelp const&) {
         return printing(app.help());
     } catch (CLI::CallForVersion const& version) {
         return printing(version.what());
+    } catch (CLI::OptionNotFound const&) {
+        throw UsageError("there is no command \"" + arguments.front() + '"');
     } catch (CLI::ParseError const& error) {
         throw UsageError(error.what());
     }
