@@ -174,7 +174,6 @@ Catalogue readCatalogue(std::vector<std::string> const& files, std::string const
             framework.emplace();
             runExtensions(root, catalogue);
         }
-        framework.reset();
         for (std::unique_ptr<IFeature> const& feature : management::getAllFeatures())
             catalogue.features.push_back(describe(*feature, fromFiles, records));
     }

@@ -44,7 +44,7 @@ std::string valueText(Feature const& feature) {
         if (feature.variable) text += "; " + variable + " is set but does not count";
         break;
     case Source::environment:
-        text += ", from the environment: " + variable + '=' + *feature.variable;
+        text += ", from the environment: " + variable + '=' + feature.variable.value_or("");
         break;
     case Source::code:
         text += ", set by the code of an extension";
