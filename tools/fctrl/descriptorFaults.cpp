@@ -6,7 +6,7 @@
 
 #include <fl/filesystem.hpp>
 
-#include <array>
+#include <algorithm>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -79,6 +79,20 @@ faultOfState(Object const& descriptor, std::string const& name, json::Value cons
     return text;
 }
 
+/// What is wrong with the name. The text that an exception gives would end at a NUL in the name, before the reason.
+std::optional<std::string> faultOfName(Object const& descriptor) {
+    auto const name = descriptor.find("name");
+    bool const hasNul = name != descriptor.end() && name->second.is<std::string>() &&
+                        name->second.get<std::string>().find('\0') != std::string::npos;
+    if (!hasNul) return faultOf(descriptor, "name");
+    constexpr char standIn = '\x01';  // as forbidden as the NUL
+    std::string text = name->second.get<std::string>();
+    std::replace(text.begin(), text.end(), '\0', standIn);
+    std::optional<std::string> fault = faultOf({{"name", text}}, "name");
+    if (fault) std::replace(fault->begin(), fault->end(), standIn, '\0');
+    return fault;
+}
+
 }  // namespace
 
 std::optional<std::string> registerDescriptors(DescriptorList const& list, Array const& descriptors) {
@@ -91,7 +105,7 @@ std::vector<Fault> findFaults(Object const& descriptor, std::string const& name)
         if (text) faults.push_back({key, *std::move(text)});
         return text.has_value();
     };
-    add("name", faultOf(descriptor, "name"));
+    add("name", faultOfName(descriptor));
     // Each state takes the one or the other default.
     std::optional<std::string> stateFault = faultOfState(descriptor, name, 0);
     if (stateFault && !faultOfState(descriptor, name, 1)) stateFault.reset();

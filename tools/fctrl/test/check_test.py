@@ -253,6 +253,11 @@ class HostileFiles(Case):
         self.assertEqual(self.run_fctrl("check", "list.json").lines[1:3],
                          ['  {"name": "Alpha", "FCtrlState": "x",', "                                  ^~~"])
 
+    def test_with_NUL_in_names_are_refused_with_the_reason(self):
+        [finding] = self.check(self.write("list.json", [descriptor("Al\0pha")]))
+        self.assertEqual(finding["message"], 'fctrl: Al\0pha: feature control names must be printable ascii.  '
+                                             'Character: "\0" is not allowed.')
+
     def test_with_deep_values_end_in_a_report(self):
         deep = "[" * 500 + "]" * 500
         findings = self.check(self.write("list.json", f'[{{"name": {deep}, "x": {deep}}}]'))
