@@ -139,7 +139,8 @@ void attachVariables(Catalogue& catalogue) {
     std::vector<std::string> names;
     for (Feature const& feature : catalogue.features)
         names.push_back(feature.name);
-    for (auto const& [variable, value] : featureVariables()) {
+    for (auto const& [name, value] : featureVariables()) {
+        std::string const& variable = name;  // A lambda takes no part of a pair.
         auto const owner =
             std::find_if(catalogue.features.begin(), catalogue.features.end(), [&](auto const& feature) {
                 return isVariableOf(variable, feature.name);

@@ -173,7 +173,8 @@ void Checker::reportRefusal(Subject const& subject, std::string const& text) {
                                   : nameAsRead(subject.properties).value_or("");
     bool isExplained = false;
     for (Fault& fault : findFaults(subject.properties, shown)) {
-        isExplained = isExplained || text == fault.text.c_str();  // An exception's text ends at a NUL.
+        // An exception's text ends at a NUL.
+        isExplained = isExplained || text == fault.text.substr(0, fault.text.find('\0'));
         bool const isOther = fault.key == "FCtrlState" && findMember(subject, "FCtrlState") == 0;
         add(Rule::refused, std::move(fault.text), member(subject, isOther ? "FctrlState" : fault.key));
     }
