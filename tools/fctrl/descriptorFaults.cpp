@@ -102,8 +102,9 @@ std::optional<std::string> registerDescriptors(DescriptorList const& list, Array
 std::vector<Fault> findFaults(Object const& descriptor, std::string const& name) {
     std::vector<Fault> faults;
     auto const add = [&](std::string_view key, std::optional<std::string> text) {
-        if (text) faults.push_back({key, *std::move(text)});
-        return text.has_value();
+        bool const isWrong = text.has_value();
+        if (isWrong) faults.push_back({key, *std::move(text)});
+        return isWrong;
     };
     add("name", faultOfName(descriptor));
     // Each state takes the one or the other default.
