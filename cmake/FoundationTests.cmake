@@ -61,3 +61,23 @@ function(foundation_add_fuzz_target name)
   # For ./dev fuzz, which looks through the names.
   file(WRITE "${PROJECT_BINARY_DIR}/fuzzers/${name}.corpus" "${corpus}\n")
 endfunction()
+
+# foundation_add_python_test(<name> SCRIPT <file.py> [ARGUMENTS <argument>...])
+#
+# A test in Python, for what other programs' libraries check; Debian's python3-jsonschema is there.
+function(foundation_add_python_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "SCRIPT" "ARGUMENTS")
+  if(NOT FOUNDATION_PYTHON)
+    # The system's own first: another one may lack the package.
+    find_program(FOUNDATION_PYTHON NAMES python3 PATHS /usr/bin NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+    find_program(FOUNDATION_PYTHON NAMES python3 python NO_CMAKE_FIND_ROOT_PATH REQUIRED)
+    execute_process(COMMAND "${FOUNDATION_PYTHON}" -c "import jsonschema" RESULT_VARIABLE result ERROR_QUIET)
+    if(NOT result EQUAL 0)
+      message(WARNING "${name} is left out: ${FOUNDATION_PYTHON} lacks jsonschema, in Debian python3-jsonschema")
+      unset(FOUNDATION_PYTHON CACHE)
+      return()
+    endif()
+  endif()
+  add_test(NAME ${name} COMMAND "${FOUNDATION_PYTHON}" "${CMAKE_CURRENT_SOURCE_DIR}/${arg_SCRIPT}" ${arg_ARGUMENTS})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 600 ENVIRONMENT "FOUNDATION_LOG=;FOUNDATION_ROOT=;PYTHONDONTWRITEBYTECODE=1")
+endfunction()

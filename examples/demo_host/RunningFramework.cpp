@@ -28,7 +28,7 @@ RunningFramework::~RunningFramework() {
         framework_->Stop();
         framework_->WaitForStop(std::chrono::milliseconds::zero());  // zero: however long it takes
     } catch (std::exception const& error) {
-        std::cerr << "demo_host: the service framework does not stop: " << error.what() << '\n';
+        std::cerr << "the service framework does not stop: " << error.what() << '\n';
     }
 }
 

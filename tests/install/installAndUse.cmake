@@ -18,3 +18,15 @@ build("${SOURCE}" "${WORK}/build" "-DREADME_EXAMPLE=${WORK}/readme_example.cpp")
 run(${EMULATOR} "${WORK}/build/consumer${EXECUTABLE_SUFFIX}")
 run(${EMULATOR} "${WORK}/build/extension_user${EXECUTABLE_SUFFIX}" "${WORK}/build/extensions")
 run(${EMULATOR} "${WORK}/build/readme_example${EXECUTABLE_SUFFIX}")
+
+# The tool finds its libraries, and what comes with it is there.
+if(TOOLS)
+  file(WRITE "${WORK}/features.json" [=[[{"name": "Alpha", "FCtrlState": "Off", "defaultValue": 0}]]=])
+  run("${WORK}/prefix/bin/fctrl" check "${WORK}/features.json")
+  foreach(file IN ITEMS bash-completion/completions/fctrl foundation_feature/schema/manifest.schema.json
+      foundation_feature/schema/feature-controls.schema.json)
+    if(NOT EXISTS "${WORK}/prefix/share/${file}")
+      message(FATAL_ERROR "share/${file} is not installed")
+    endif()
+  endforeach()
+endif()
