@@ -301,7 +301,7 @@ TEST(AStream, BringsWhatChangesAndNothingElse) {
     while (event.find("\"rows\":[]") != event.npos || event.empty())
         event = stream.nextEvent();
     EXPECT_THAT(event, testing::StartsWith("id: 2\ndata: "));
-    EXPECT_THAT(event, testing::ContainsRegex(R"("rows":\[\[[01],\[5\],\[0\],\[1\]\]\]\}\n\n$)"));
+    EXPECT_THAT(event, testing::EndsWith(",[5],[0],[1]]]}\n\n"));
     EXPECT_THAT(stream.nextEvent(), HasSubstr(R"("rows":[]})"));
 
     // One that comes back brings what it has missed.
