@@ -15,6 +15,7 @@
 #include <foundation/feature/Inspector.hpp>
 #include <foundation/feature/management.hpp>
 
+#include <foundation/log/diagnostic_logger.hpp>
 #include <foundation/usm.hpp>
 
 #include <deque>
@@ -81,6 +82,7 @@ std::string answer(std::string const& line, Inspector& inspector, std::deque<Eng
 
 int main(int argc, char** argv) {
     try {
+        foundation::log::addConsoleSink();  // standard output is for answers
         int const count = std::stoi(argc > 1 ? argv[1] : "0");
         bool const isWritable = argc > 2 && argv[2] == std::string("writing");
         add(Scope::PROCESS, "Alpha", 0, "Off", "alpha.cpp", "first");
