@@ -61,7 +61,7 @@ export class Catalogue {
         searched: `${entry.name}\n${entry.component}\n${entry.module}\n${entry.file}`.toLowerCase(),
       };
       this.#sum(feature);
-      feature.history = before?.history ?? [{ time: list.time, value: feature.values[0], rate: 0 }];
+      feature.history = before?.history ?? [{ time: list.time, values: feature.values, rate: 0 }];
       return feature;
     });
     this.byName = new Map(this.features.map((feature) => [feature.name, feature]));
@@ -111,7 +111,7 @@ export class Catalogue {
     feature.writeRate = smooth(feature.writeRate, writes);
     if (feature.readRate > 0 || feature.writeRate > 0) this.moving.add(feature);
     else this.moving.delete(feature);
-    feature.history.push({ time, value: feature.values[0], rate: feature.readRate });
+    feature.history.push({ time, values: feature.values, rate: feature.readRate });
     // However long the page stays open: what is long ago is kept more coarsely.
     if (feature.history.length > mostPoints)
       feature.history = feature.history.filter((_, i, all) => i % 2 === 0 || i > all.length - 20);

@@ -1,4 +1,4 @@
-// A chart of a feature's value and read rate since the page was opened.
+// A chart of a feature's values, one line for each place, and of its read rate since the page was opened.
 
 const width = 340;
 const height = 150;
@@ -31,7 +31,7 @@ export function drawChart(svg, feature, from, now) {
   svg.replaceChildren();
   const history = feature.history;
   const span = Math.max(now - from, 1000);
-  const values = history.map((point) => point.value);
+  const values = history.flatMap((point) => point.values);
   const least = Math.min(0, ...values);
   const most = Math.max(1, ...values);
   const mostRate = Math.max(1, ...history.map((point) => point.rate));
@@ -47,10 +47,15 @@ export function drawChart(svg, feature, from, now) {
   draw(svg, "text", { x: right, y: height - 5, "text-anchor": "end" }, "now");
   const rates = history.map(({ time, rate }) => ({ time, number: rate }));
   draw(svg, "polyline", { class: "rate", points: line(rates, now, x, scale(0, mostRate), false) });
-  const steps = history.map(({ time, value }) => ({ time, number: value }));
-  draw(svg, "polyline", { class: "value", points: line(steps, now, x, scale(least, most), true) });
+  feature.values.forEach((value, place) => {
+    // An instance has points from its beginning on only.
+    const steps = history.filter((point) => place < point.values.length)
+      .map((point) => ({ time: point.time, number: point.values[place] }));
+    steps.push({ time: now, number: value });
+    draw(svg, "polyline", { class: "value", points: line(steps, now, x, scale(least, most), true) });
+  });
   svg.setAttribute("viewBox", `0 0 ${width} ${height}`);
   svg.setAttribute("aria-label",
-    `Value between ${Math.min(...values)} and ${Math.max(...values)}, now ${values.at(-1)}; ` +
+    `Value between ${Math.min(...values)} and ${Math.max(...values)}, now ${feature.values.join(", ")}; ` +
     `up to ${mostRate.toFixed(1)} reads per second, now ${feature.readRate.toFixed(1)}`);
 }
