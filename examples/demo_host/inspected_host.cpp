@@ -53,8 +53,15 @@ constexpr std::chrono::milliseconds stepTime{50};
 
 void registerHostFeatures() {
     auto const add = [](Scope scope, char const* name, int defaultValue, char const* state, int line) {
-        management::registerFeature(
-            scope, name, defaultValue, state, "examples", "demo_host/inspected_host.cpp", line, "host", "inspected_host");
+        management::registerFeature(scope,
+                                    name,
+                                    defaultValue,
+                                    state,
+                                    "examples",
+                                    "demo_host/inspected_host.cpp",
+                                    line,
+                                    "host",
+                                    "inspected_host");
     };
     add(Scope::PROCESS, "InspectedEnginesRun", 1, "On", __LINE__);
     add(Scope::PROCESS, "InspectedRefreshRate", 60, "Beta", __LINE__);
@@ -66,7 +73,8 @@ void registerHostFeatures() {
 
 /// Whether an engine uses the feature: of the others, some are forgotten by everybody.
 bool isUsed(IFeature const& feature) {
-    return feature.getName() != "InspectedOldRenderer" && std::hash<std::string_view>()(feature.getName()) % 9 != 0;
+    return feature.getName() != "InspectedOldRenderer" &&
+           std::hash<std::string_view>()(feature.getName()) % 9 != 0;
 }
 
 /// One engine's work, until it is told to stop. "InspectedEnginesRun" halts it: a switch to try in the page.
@@ -116,7 +124,8 @@ InspectorOptions parse(std::vector<std::string> const& arguments) {
             if (error != std::errc() || end != number.data() + number.size())
                 throw UsageError("--port expects a number from 0 to 65535, not \"" + number + "\"");
         } else {
-            throw UsageError("unexpected \"" + option + "\"; usage: inspected_host [--port <number>] [--read-only]");
+            throw UsageError("unexpected \"" + option +
+                             "\"; usage: inspected_host [--port <number>] [--read-only]");
         }
     }
     return options;

@@ -33,7 +33,12 @@ using foundation::feature::Inspector;
 using foundation::feature::Scope;
 using foundation::usm::EngineInstance;
 
-void add(Scope scope, std::string const& name, int value, char const* state, char const* file, char const* module) {
+void add(Scope scope,
+         std::string const& name,
+         int value,
+         char const* state,
+         char const* file,
+         char const* module) {
     management::registerFeature(scope, name, value, state, "tests", file, 7, "page", module);
 }
 
@@ -89,9 +94,19 @@ int main(int argc, char** argv) {
         add(Scope::PROCESS, "Beta", 3, "Beta", "beta.cpp", "first");
         add(Scope::ZOR, "Gamma", 1, "On", "gamma.cpp", "second");
         add(Scope::PROCESS, "Overridden", 1, "Preview", "beta.cpp", "second");
-        add(Scope::PROCESS, "<img src=x onerror=alert(1)>", 0, "Off", "<script>alert(1)</script>", "=cmd|'/c calc'!A0");
+        add(Scope::PROCESS,
+            "<img src=x onerror=alert(1)>",
+            0,
+            "Off",
+            "<script>alert(1)</script>",
+            "=cmd|'/c calc'!A0");
         for (int i = 0; i < count; ++i)
-            add(i % 2 == 0 ? Scope::PROCESS : Scope::ZOR, "Many" + std::to_string(10000 + i), i, "Beta", "many.cpp", "many");
+            add(i % 2 == 0 ? Scope::PROCESS : Scope::ZOR,
+                "Many" + std::to_string(10000 + i),
+                i,
+                "Beta",
+                "many.cpp",
+                "many");
 
         Inspector inspector({.allowWriting = isWritable});
         std::deque<Engine> engines;

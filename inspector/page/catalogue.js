@@ -52,6 +52,7 @@ export class Catalogue {
   /** Takes in the server's list; what the page has seen of a feature before stays. */
   load(list) {
     const earlier = this.byName;
+    const isSamePlaces = this.instances.map(({ id }) => id).join() === list.instances.map(({ id }) => id).join();
     this.firstTime ??= list.time;
     for (const key of ["instances", "strayVariables", "version", "generation", "time", "isWritable"]) this[key] = list[key];
     this.features = list.features.map((entry, id) => {
@@ -61,7 +62,9 @@ export class Catalogue {
         searched: `${entry.name}\n${entry.component}\n${entry.module}\n${entry.file}`.toLowerCase(),
       };
       this.#sum(feature);
-      feature.history = before?.history ?? [{ time: list.time, values: feature.values, rate: 0 }];
+      // With other instances, the values that were seen are no more those of the same places.
+      const goesOn = before && (isSamePlaces || entry.scope !== "perZOR");
+      feature.history = goesOn ? before.history : [{ time: list.time, values: feature.values, rate: 0 }];
       return feature;
     });
     this.byName = new Map(this.features.map((feature) => [feature.name, feature]));

@@ -3,7 +3,7 @@
 const width = 340;
 const height = 150;
 const left = 30;
-const right = 310;
+const right = 300;
 const top = 8;
 const bottom = 132;
 

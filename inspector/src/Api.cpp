@@ -43,7 +43,8 @@ Reply methodReply(std::string_view allow) {
 }  // namespace
 
 Reply textReply(unsigned status, std::string text) {
-    return {status, "text/plain; charset=utf-8", "inspector: " + std::move(text) + "\n", false, std::nullopt, ""};
+    return {
+        status, "text/plain; charset=utf-8", "inspector: " + std::move(text) + "\n", false, std::nullopt, ""};
 }
 
 Api::Api(Catalogue& catalogue, std::string token, std::uint16_t port, bool isWritable)
@@ -76,7 +77,8 @@ std::optional<Reply> Api::refuse(Request const& request) const {
         return textReply(403, "Requests of other sites' pages are refused.");
     if (!request.target.starts_with('/')) return textReply(400, "The request's target must be a path.");
     if (!beginsWithSecret(request.target, root_))
-        return textReply(403, "The address lacks the token. Open the whole address that the program has given.");
+        return textReply(403,
+                         "The address lacks the token. Open the whole address that the program has given.");
     return std::nullopt;
 }
 
@@ -89,15 +91,17 @@ Reply Api::answerTrusted(Request const& request, std::string_view path, std::int
     std::string_view const name = path.substr(0, question);
     Asset const* const asset = findAsset(path);
     bool const isEvents = name == "api/events";
-    if (asset == nullptr && !isEvents && path != "api/catalogue") return textReply(404, "There is no such page.");
+    if (asset == nullptr && !isEvents && path != "api/catalogue")
+        return textReply(404, "There is no such page.");
     if (request.method != "GET") return methodReply("GET");
 
-    if (asset != nullptr) return {200, asset->contentType, std::string(asset->content), true, std::nullopt, ""};
+    if (asset != nullptr)
+        return {200, asset->contentType, std::string(asset->content), true, std::nullopt, ""};
     if (!isEvents) return wholeCatalogue(time);
     // A browser that connects again says which event it has had.
-    std::string_view const since = !request.lastEventId.empty()         ? request.lastEventId
+    std::string_view const since = !request.lastEventId.empty()  ? request.lastEventId
                                    : query.starts_with("since=") ? query.substr(6)
-                                                                        : "";
+                                                                 : "";
     std::optional<std::uint64_t> const version = parseNumber(since);
     if (!version) return textReply(400, "Events need the version to begin with: api/events?since=<number>.");
     return {200, "text/event-stream", "", true, version, ""};
@@ -118,14 +122,17 @@ Reply Api::post(Request const& request, std::string_view path, std::int64_t time
 Reply Api::change(std::string_view body) {
     std::optional<ChangeRequest> const wanted = parseChangeRequest(body);
     if (!wanted)
-        return textReply(400, "The body must be {\"name\": text, \"instance\": number, \"value\": 32-bit integer}, "
-                              "and \"expected\": 32-bit integer if wanted.");
+        return textReply(
+            400,
+            "The body must be {\"name\": text, \"instance\": number, \"value\": 32-bit integer}, "
+            "and \"expected\": 32-bit integer if wanted.");
     Change const change = catalogue_.set(wanted->name, wanted->instance, wanted->value, wanted->expected);
     switch (change.outcome) {
     case Change::NoSuchFeature:
         return textReply(404, "There is no such feature in the list.");
     case Change::NoSuchInstance:
-        return textReply(404, "There is no such engine instance any more, or the feature has one value in the process.");
+        return textReply(
+            404, "There is no such engine instance any more, or the feature has one value in the process.");
     case Change::OtherValue:
         return textReply(409, "The value is " + std::to_string(change.before) + " by now, and is left so.");
     case Change::Done:

@@ -14,10 +14,11 @@ namespace foundation::feature::inspector {
 struct Request {
     std::string_view method;
     std::string_view target;
-    std::vector<std::string_view> hosts;    ///< every Host header, and so on
+    std::vector<std::string_view> hosts;  ///< every Host header, and so on
     std::vector<std::string_view> origins;
     std::string_view contentType;
-    bool hasMark;  ///< whether it has the header `X-Inspector: 1`, which no other site's page can send unasked
+    bool
+        hasMark;  ///< whether it has the header `X-Inspector: 1`, which no other site's page can send unasked
     std::string_view lastEventId;
     std::string_view body;
 };

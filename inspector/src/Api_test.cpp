@@ -198,7 +198,8 @@ TEST(AChange, IsMadeInTheProcessOrInOneInstance) {
     auto const named = page.instances->add("one", instance);
     page.list();
     std::vector<int> seen;
-    management::getFeature("Alpha")->addCallback([&](IFeature const& changed) { seen.push_back(changed.get()); });
+    management::getFeature("Alpha")->addCallback(
+        [&](IFeature const& changed) { seen.push_back(changed.get()); });
 
     Reply const reply = page.set(R"({"name":"Alpha","instance":0,"value":7})");
     EXPECT_EQ(reply.status, 200U);
@@ -229,7 +230,8 @@ TEST(AChange, ReportsWhatAWatcherThrows) {
         if (changed.get() == 1) throw std::runtime_error("not today");
         if (changed.get() == 2) throw 2;
     });
-    EXPECT_EQ(page.set(R"({"name":"Alpha","instance":0,"value":1})").body, R"({"before":0,"failure":"not today"})");
+    EXPECT_EQ(page.set(R"({"name":"Alpha","instance":0,"value":1})").body,
+              R"({"before":0,"failure":"not today"})");
     EXPECT_EQ(page.set(R"({"name":"Alpha","instance":0,"value":2})").body,
               R"({"before":1,"failure":"an exception of no known kind"})");
     EXPECT_EQ(management::process::getDataPtr("Alpha")->value, 2);

@@ -75,7 +75,8 @@ void Catalogue::takeIn(std::vector<std::unique_ptr<IFeature>> features) {
 void Catalogue::lookForOverrides(std::size_t firstRow) {
     std::unordered_map<std::string, Row*> rowsByVariable;
     for (Row& row : rows_)
-        rowsByVariable.try_emplace(variableKey(std::string(overridePrefix) + std::string(row.feature->getName())), &row);
+        rowsByVariable.try_emplace(
+            variableKey(std::string(overridePrefix) + std::string(row.feature->getName())), &row);
     strayVariables_.clear();
     for (Variable& variable : overrideVariables()) {
         auto const named = rowsByVariable.find(variableKey(variable.name));

@@ -31,9 +31,10 @@ struct Row {
     Scope scope;
     detail::State const* origin;     ///< where the texts are read: they are the same in every place
     std::optional<int> environment;  ///< the initial value that a variable gave it in place of the default
-    std::string extension;           ///< the symbolic name of the bundle that it is from; empty when from none
-    std::vector<Sight> sights;       ///< the process or the main instance, and then those of Catalogue::instances()
-    std::uint64_t version;           ///< the catalogue's, when something of it was last seen to be another one
+    std::string extension;  ///< the symbolic name of the bundle that it is from; empty when from none
+    std::vector<Sight>
+        sights;             ///< the process or the main instance, and then those of Catalogue::instances()
+    std::uint64_t version;  ///< the catalogue's, when something of it was last seen to be another one
 };
 
 /// A variable that overrides nothing.

@@ -30,19 +30,21 @@ using testing::HasSubstr;
 class Browser {
 public:
     explicit Browser(Inspector const& inspector)
-        : port_(static_cast<std::uint16_t>(std::stoi(inspector.url().substr(inspector.url().rfind(':') + 1)))),
+        : port_(
+              static_cast<std::uint16_t>(std::stoi(inspector.url().substr(inspector.url().rfind(':') + 1)))),
           path_(inspector.url().substr(inspector.url().find('/', 8))), client_(port_) {}
 
     Answer get(std::string const& path) { return client_.request("GET", path_ + path); }
 
     Answer post(std::string const& path, std::string const& body = "") {
-        return client_.request("POST", path_ + path, "X-Inspector: 1\r\nContent-Type: application/json\r\n", body);
+        return client_.request(
+            "POST", path_ + path, "X-Inspector: 1\r\nContent-Type: application/json\r\n", body);
     }
 
     /// Begins a stream of events.
     void stream(Client& client) const {
-        client.send("GET " + path_ + "api/events?since=0 HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) +
-                    "\r\n\r\n");
+        client.send("GET " + path_ +
+                    "api/events?since=0 HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) + "\r\n\r\n");
         EXPECT_THAT(client.readUntil("\r\n\r\n"), HasSubstr("200 OK"));
     }
 
@@ -72,9 +74,9 @@ TEST(AnInspector, SaysWhichPortIsTaken) {
         Inspector const second({.port = port});
         FAIL() << "a port that is taken was taken again";
     } catch (std::runtime_error const& error) {
-        EXPECT_THAT(error.what(),
-                    testing::StartsWith("inspector: 127.0.0.1:" + std::to_string(port) +
-                                        " cannot be listened on: "));
+        EXPECT_THAT(
+            error.what(),
+            testing::StartsWith("inspector: 127.0.0.1:" + std::to_string(port) + " cannot be listened on: "));
     }
 }
 

@@ -33,7 +33,8 @@ public:
         instance_ = nullptr;
     }
 
-    std::uint64_t const id;  ///< never given twice; 0 is the process's main instance, which stands in no table
+    std::uint64_t const
+        id;  ///< never given twice; 0 is the process's main instance, which stands in no table
     std::string const name;
 
 private:
@@ -58,7 +59,8 @@ public:
     std::uint64_t generation() const;
 
 private:
-    mutable std::mutex mutex_;  // Guards what follows, for one table operation: never while an instance is used.
+    mutable std::mutex
+        mutex_;  // Guards what follows, for one table operation: never while an instance is used.
     Instances instances_;
     std::uint64_t lastId_ = 0;
     std::uint64_t generation_ = 0;

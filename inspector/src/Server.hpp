@@ -22,12 +22,13 @@ class Session;
 /// What one process's page may cost.
 struct Limits {
     std::size_t connections = 64;
-    std::size_t streams = 16;            ///< of them, those that events are sent on
-    std::uint32_t headerBytes = 8192;    ///< of a request
-    std::uint64_t bodyBytes = 16384;     ///< the same
-    std::chrono::milliseconds request = std::chrono::seconds(10);  ///< until a request is there, or an answer gone
-    std::chrono::milliseconds idle = std::chrono::seconds(30);     ///< until the next request begins
-    std::chrono::milliseconds batch{250};                          ///< between two events
+    std::size_t streams = 16;          ///< of them, those that events are sent on
+    std::uint32_t headerBytes = 8192;  ///< of a request
+    std::uint64_t bodyBytes = 16384;   ///< the same
+    std::chrono::milliseconds request =
+        std::chrono::seconds(10);  ///< until a request is there, or an answer gone
+    std::chrono::milliseconds idle = std::chrono::seconds(30);  ///< until the next request begins
+    std::chrono::milliseconds batch{250};                       ///< between two events
 };
 
 /// The server of one inspector.

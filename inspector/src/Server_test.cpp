@@ -13,12 +13,13 @@
 namespace foundation::feature::inspector::test {
 namespace {
 
+using std::chrono::milliseconds;
 using testing::HasSubstr;
 using testing::Not;
-using std::chrono::milliseconds;
 
 void addAlpha(int value = 0) {
-    management::registerFeature(Scope::PROCESS, "Alpha", value, "Beta", "dir", "alpha.cpp", 7, "part", "module");
+    management::registerFeature(
+        Scope::PROCESS, "Alpha", value, "Beta", "dir", "alpha.cpp", 7, "part", "module");
 }
 
 std::string valueOf(Answer const& answer, char const* field) {
@@ -43,7 +44,8 @@ TEST(ThePage, IsServedWithAPolicyThatLetsNothingElseIn) {
         EXPECT_EQ(valueOf(answer, "Content-Type"), row.type);
         EXPECT_THAT(answer.body(), HasSubstr(row.holds));
         EXPECT_EQ(valueOf(answer, "Content-Security-Policy"),
-                  "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src 'self' data:; "
+                  "default-src 'none'; script-src 'self'; style-src 'self'; connect-src 'self'; img-src "
+                  "'self' data:; "
                   "base-uri 'none'; form-action 'none'; frame-ancestors 'none'");
         EXPECT_EQ(valueOf(answer, "X-Content-Type-Options"), "nosniff");
         EXPECT_EQ(valueOf(answer, "Referrer-Policy"), "no-referrer");
@@ -71,30 +73,54 @@ TEST(AServer, RefusesWhatAForeignPageCanSend) {
         char const* text;
     };
     Row const rows[] = {
-        {"another site's name that leads here", get + "Host: evil.example\r\n\r\n", 403, "answers requests to"},
-        {"the same with our port", get + "Host: evil.example:" + std::to_string(server.server.port()) + "\r\n\r\n",
-         403, "answers requests to"},
+        {"another site's name that leads here",
+         get + "Host: evil.example\r\n\r\n",
+         403,
+         "answers requests to"},
+        {"the same with our port",
+         get + "Host: evil.example:" + std::to_string(server.server.port()) + "\r\n\r\n",
+         403,
+         "answers requests to"},
         {"the right address without the port", get + "Host: 127.0.0.1\r\n\r\n", 403, "answers requests to"},
         {"a longer host", get + "Host: " + host + ".evil.example\r\n\r\n", 403, "answers requests to"},
         {"no host", get + "\r\n", 400, "exactly one Host"},
         {"two hosts", get + own + "Host: evil.example\r\n\r\n", 400, "exactly one Host"},
         {"another origin", get + own + "Origin: http://evil.example\r\n\r\n", 403, "other sites"},
         {"an origin that hides", get + own + "Origin: null\r\n\r\n", 403, "other sites"},
-        {"the origin with another scheme", get + own + "Origin: https://" + host + "\r\n\r\n", 403, "other sites"},
-        {"two origins", get + own + "Origin: http://" + host + "\r\nOrigin: http://evil.example\r\n\r\n", 400,
+        {"the origin with another scheme",
+         get + own + "Origin: https://" + host + "\r\n\r\n",
+         403,
+         "other sites"},
+        {"two origins",
+         get + own + "Origin: http://" + host + "\r\nOrigin: http://evil.example\r\n\r\n",
+         400,
          "one Origin"},
-        {"a form of another site", post + own + "Origin: http://evil.example\r\nX-Inspector: 1\r\n" + json + "\r\n" + set,
-         403, "other sites"},
-        {"a form without an origin", post + own + "Content-Type: application/x-www-form-urlencoded\r\n" + length +
-         "\r\n" + set, 403, "X-Inspector"},
+        {"a form of another site",
+         post + own + "Origin: http://evil.example\r\nX-Inspector: 1\r\n" + json + "\r\n" + set,
+         403,
+         "other sites"},
+        {"a form without an origin",
+         post + own + "Content-Type: application/x-www-form-urlencoded\r\n" + length + "\r\n" + set,
+         403,
+         "X-Inspector"},
         {"a post without our header", post + own + json + "\r\n" + set, 403, "X-Inspector"},
-        {"a post of text", post + own + "X-Inspector: 1\r\nContent-Type: text/plain\r\n" + length + "\r\n" + set, 415,
+        {"a post of text",
+         post + own + "X-Inspector: 1\r\nContent-Type: text/plain\r\n" + length + "\r\n" + set,
+         415,
          "application/json"},
         {"what a browser asks before it posts across sites",
-         "OPTIONS " + page + "api/set HTTP/1.1\r\n" + own + "Origin: http://evil.example\r\n\r\n", 403, "other sites"},
-        {"the same with our origin", "OPTIONS " + page + "api/set HTTP/1.1\r\n" + own + "\r\n", 405, "POST only"},
+         "OPTIONS " + page + "api/set HTTP/1.1\r\n" + own + "Origin: http://evil.example\r\n\r\n",
+         403,
+         "other sites"},
+        {"the same with our origin",
+         "OPTIONS " + page + "api/set HTTP/1.1\r\n" + own + "\r\n",
+         405,
+         "POST only"},
         {"a change by a link", "GET " + page + "api/set HTTP/1.1\r\n" + own + "\r\n", 405, "POST only"},
-        {"a post to the page", "POST " + page + " HTTP/1.1\r\n" + own + "Content-Length: 0\r\n\r\n", 405, "GET only"},
+        {"a post to the page",
+         "POST " + page + " HTTP/1.1\r\n" + own + "Content-Length: 0\r\n\r\n",
+         405,
+         "GET only"},
     };
     for (Row const& row : rows) {
         SCOPED_TRACE(row.says);
@@ -176,16 +202,22 @@ TEST(AServer, RefusesWhatIsTooLargeOrNoRequestAndServesOn) {
     };
     Row const rows[] = {
         {"a header without end", start + "X: " + std::string(100000, 'x'), 431},
-        {"many headers", start + [] {
-             std::string lines;
-             for (int i = 0; i < 1000; ++i)
-                 lines += "X: y\r\n";
-             return lines;
-         }() + "\r\n", 431},
+        {"many headers",
+         start +
+             [] {
+                 std::string lines;
+                 for (int i = 0; i < 1000; ++i)
+                     lines += "X: y\r\n";
+                 return lines;
+             }() +
+             "\r\n",
+         431},
         {"a long address", "GET /" + std::string(5000, 'x') + " HTTP/1.1\r\n\r\n", 431},
         {"an announced body", start + "Content-Length: 1001\r\n\r\n", 413},
         {"a body of any length", start + "Content-Length: 18446744073709551615\r\n\r\n", 413},
-        {"a body in pieces", start + "Transfer-Encoding: chunked\r\n\r\n500\r\n" + std::string(0x500, 'x'), 413},
+        {"a body in pieces",
+         start + "Transfer-Encoding: chunked\r\n\r\n500\r\n" + std::string(0x500, 'x'),
+         413},
         {"two lengths", start + "Content-Length: 1\r\nContent-Length: 2\r\n\r\nxx", 400},
         {"a negative length", start + "Content-Length: -1\r\n\r\n", 400},
         {"no HTTP", "\x16\x03\x01\x02\r\n\r\n", 400},
@@ -318,7 +350,8 @@ TEST(AStream, BringsWhatChangesAndNothingElse) {
 TEST(AStream, NeedsAVersionToBeginWith) {
     RunningServer const server;
     Client client(server.server.port());
-    for (char const* path : {"api/events", "api/events?since=", "api/events?since=-1", "api/events?since=1x"}) {
+    for (char const* path :
+         {"api/events", "api/events?since=", "api/events?since=-1", "api/events?since=1x"}) {
         SCOPED_TRACE(path);
         EXPECT_EQ(client.get(path).result_int(), 400U);
     }

@@ -62,8 +62,9 @@ void setCommonFields(http::fields& fields) {
 }  // namespace
 
 Session::Session(Server& server, tcp::socket socket)
-    : server_(server), position_(server.sessions_.insert(server.sessions_.end(), this)), socket_(std::move(socket)),
-      deadline_(server.context_), buffer_(server.limits_.headerBytes + server.limits_.bodyBytes) {
+    : server_(server), position_(server.sessions_.insert(server.sessions_.end(), this)),
+      socket_(std::move(socket)), deadline_(server.context_),
+      buffer_(server.limits_.headerBytes + server.limits_.bodyBytes) {
     error_code ignored;
     socket_.set_option(tcp::no_delay(true), ignored);
 }
@@ -115,7 +116,8 @@ void Session::finishRead(error_code error) {
     stopClock();
     if (hasExpired_ && parser_->got_some()) {
         write(textReply(408, "The request took too long."), false);
-    } else if (hasExpired_ || error == http::error::end_of_stream || error == asio::error::operation_aborted) {
+    } else if (hasExpired_ || error == http::error::end_of_stream ||
+               error == asio::error::operation_aborted) {
         close();
     } else if (error.category() == http::make_error_code(http::error::bad_target).category()) {
         write(refusalOf(error), false);
@@ -155,23 +157,25 @@ void Session::write(Reply reply, bool keepsAlive) {
     message_->version(11);
     message_->result(reply.status);
     setCommonFields(*message_);
-    message_->set(http::field::content_type, boost::beast::string_view(reply.contentType.data(), reply.contentType.size()));
+    message_->set(http::field::content_type,
+                  boost::beast::string_view(reply.contentType.data(), reply.contentType.size()));
     if (!reply.allow.empty())
         message_->set(http::field::allow, boost::beast::string_view(reply.allow.data(), reply.allow.size()));
     message_->keep_alive(keepsAlive);
     message_->body() = std::move(reply.body);
     message_->prepare_payload();
     allow(server_.limits_.request, &Session::close);
-    http::async_write(socket_, *message_, [self = shared_from_this(), keepsAlive](error_code error, std::size_t) {
-        self->stopClock();
-        if (error) return self->close();
-        if (keepsAlive) return self->read();
-        // To close while bytes are on their way here would take the answer from the one who has sent them.
-        error_code ignored;
-        self->socket_.shutdown(tcp::socket::shutdown_send, ignored);
-        self->allow(lingering, &Session::close);
-        self->discardUntilEnd();
-    });
+    http::async_write(
+        socket_, *message_, [self = shared_from_this(), keepsAlive](error_code error, std::size_t) {
+            self->stopClock();
+            if (error) return self->close();
+            if (keepsAlive) return self->read();
+            // To close while bytes are on their way here would take the answer from the one who has sent them.
+            error_code ignored;
+            self->socket_.shutdown(tcp::socket::shutdown_send, ignored);
+            self->allow(lingering, &Session::close);
+            self->discardUntilEnd();
+        });
 }
 
 void Session::beginStream(std::uint64_t since) {
@@ -198,13 +202,14 @@ void Session::beginStream(std::uint64_t since) {
 
 /// Waits until the other side closes the connection.
 void Session::discardUntilEnd() {
-    socket_.async_read_some(asio::buffer(ignored_), [self = shared_from_this()](error_code error, std::size_t) {
-        if (error) {
-            self->close();
-        } else {
-            self->discardUntilEnd();
-        }
-    });
+    socket_.async_read_some(asio::buffer(ignored_),
+                            [self = shared_from_this()](error_code error, std::size_t) {
+                                if (error) {
+                                    self->close();
+                                } else {
+                                    self->discardUntilEnd();
+                                }
+                            });
 }
 
 void Session::sendBatch() {
@@ -213,11 +218,12 @@ void Session::sendBatch() {
     batch_ = changesEvent(server_.catalogue_, sentVersion_, server_.time());
     sentVersion_ = server_.catalogue_.version();
     allow(server_.limits_.request, &Session::close);
-    asio::async_write(socket_, asio::buffer(batch_), [self = shared_from_this()](error_code error, std::size_t) {
-        self->stopClock();
-        self->isSending_ = false;
-        if (error) self->close();
-    });
+    asio::async_write(
+        socket_, asio::buffer(batch_), [self = shared_from_this()](error_code error, std::size_t) {
+            self->stopClock();
+            self->isSending_ = false;
+            if (error) self->close();
+        });
 }
 
 }  // namespace foundation::feature::inspector

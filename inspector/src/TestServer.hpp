@@ -111,7 +111,8 @@ public:
     /// What comes up to the end of `mark`; empty when the connection is closed before.
     std::string readUntil(std::string_view mark) {
         error_code error;
-        std::size_t const size = asio::read_until(socket_, asio::dynamic_buffer(text_), std::string(mark), error);
+        std::size_t const size =
+            asio::read_until(socket_, asio::dynamic_buffer(text_), std::string(mark), error);
         std::string const read = error ? "" : text_.substr(0, size);
         text_.erase(0, read.size());
         return read;

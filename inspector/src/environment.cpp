@@ -27,7 +27,7 @@ std::vector<std::string> variableNames() {
 #if defined(_WIN32)
     static_assert(sizeof(wchar_t) == sizeof(char16_t));
     std::unique_ptr<wchar_t, decltype(&FreeEnvironmentStringsW)> const block(GetEnvironmentStringsW(),
-                                                                            &FreeEnvironmentStringsW);
+                                                                             &FreeEnvironmentStringsW);
     if (block == nullptr) return names;
     for (wchar_t const* entry = block.get(); *entry != L'\0';) {
         std::wstring const text = entry;

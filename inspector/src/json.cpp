@@ -191,7 +191,8 @@ std::string changeJson(Change const& change) {
 std::optional<ChangeRequest> parseChangeRequest(std::string_view text) {
     rapidjson::Document document;
     // Nothing that a request needs is deep, and a deep one must not exhaust the stack.
-    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(), text.size());
+    document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
+                                                                                           text.size());
     if (document.HasParseError() || !document.IsObject()) return std::nullopt;
     auto const find = [&](char const* key) {
         auto const member = document.FindMember(key);
@@ -201,8 +202,10 @@ std::optional<ChangeRequest> parseChangeRequest(std::string_view text) {
     rapidjson::Value const* const instance = find("instance");
     rapidjson::Value const* const value = find("value");
     rapidjson::Value const* const expected = find("expected");
-    if (name == nullptr || !name->IsString() || instance == nullptr || !instance->IsUint64()) return std::nullopt;
-    if (value == nullptr || !value->IsInt() || (expected != nullptr && !expected->IsInt())) return std::nullopt;
+    if (name == nullptr || !name->IsString() || instance == nullptr || !instance->IsUint64())
+        return std::nullopt;
+    if (value == nullptr || !value->IsInt() || (expected != nullptr && !expected->IsInt()))
+        return std::nullopt;
     if (document.MemberCount() != (expected != nullptr ? 4U : 3U)) return std::nullopt;
     return ChangeRequest{{name->GetString(), name->GetStringLength()},
                          instance->GetUint64(),
