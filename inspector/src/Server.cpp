@@ -110,7 +110,7 @@ void Server::accept() {
 bool Server::makeRoom() {
     if (sessions_.size() < limits_.connections) return true;
     for (Session* const session : sessions_) {
-        if (session->isTrusted()) continue;
+        if (session->isTrusted() || !session->isOpen()) continue;  // a closed one is about to end
         session->close();
         return true;
     }

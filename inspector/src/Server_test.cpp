@@ -378,6 +378,14 @@ TEST(AServer, StopsAtOnceWithConnectionsOfEveryKind) {
     EXPECT_TRUE(streams.front().isClosed());
 }
 
+TEST(AServer, ClosesTheConnectionAfterAnAnswerThatTheOtherSideExpectsNoBodyOf) {
+    RunningServer const server;
+    Client client(server.server.port());
+    client.send("HEAD /" + token + "/ HTTP/1.1\r\nHost: " + server.host() + "\r\n\r\n");
+    EXPECT_THAT(client.readUntil("\r\n\r\n"), HasSubstr("405 Method Not Allowed\r\n"));
+    EXPECT_TRUE(client.isClosed());
+}
+
 TEST(AServer, AnswersSeveralRequestsOnOneConnection) {
     RunningServer const server;
     Client client(server.server.port());

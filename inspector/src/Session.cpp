@@ -9,6 +9,7 @@
 #include <boost/beast/http/error.hpp>
 #include <boost/beast/http/field.hpp>
 #include <boost/beast/http/read.hpp>
+#include <boost/beast/http/verb.hpp>
 #include <boost/beast/http/write.hpp>
 
 #include <utility>
@@ -62,9 +63,9 @@ void setCommonFields(http::fields& fields) {
 }  // namespace
 
 Session::Session(Server& server, tcp::socket socket)
-    : server_(server), position_(server.sessions_.insert(server.sessions_.end(), this)),
-      socket_(std::move(socket)), deadline_(server.context_),
-      buffer_(server.limits_.headerBytes + server.limits_.bodyBytes) {
+    : server_(server), socket_(std::move(socket)), deadline_(server.context_),
+      buffer_(server.limits_.headerBytes + server.limits_.bodyBytes),
+      position_(server.sessions_.insert(server.sessions_.end(), this)) {
     error_code ignored;
     socket_.set_option(tcp::no_delay(true), ignored);
 }
@@ -129,7 +130,9 @@ void Session::finishRead(error_code error) {
         if (reply.eventsSince) {
             beginStream(*reply.eventsSince);
         } else {
-            write(std::move(reply), parser_->get().keep_alive());
+            // What asks for no body would take this one for the next answer.
+            bool const wantsBody = parser_->get().method() != http::verb::head;
+            write(std::move(reply), wantsBody && parser_->get().keep_alive());
         }
     }
 }

@@ -36,6 +36,8 @@ public:
     /// Whether a request on it has known the token.
     bool isTrusted() const { return isTrusted_; }
 
+    bool isOpen() const { return socket_.is_open(); }
+
     /// Whether events are sent on it.
     bool isStream() const { return isStream_; }
 
@@ -57,7 +59,6 @@ private:
     void discardUntilEnd();
 
     Server& server_;
-    std::list<Session*>::iterator const position_;
     boost::asio::ip::tcp::socket socket_;
     boost::asio::steady_timer deadline_;
     std::uint64_t deadlineNumber_ = 0;
@@ -71,6 +72,8 @@ private:
     bool isTrusted_ = false;
     bool isStream_ = false;
     bool isSending_ = false;
+    std::list<Session*>::iterator const
+        position_;  // the last member: once it is in the list, nothing can fail
 };
 
 }  // namespace foundation::feature::inspector
