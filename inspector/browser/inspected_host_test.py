@@ -23,7 +23,7 @@ class TheInspectedHost(unittest.TestCase):
         host = subprocess.Popen(
             [host_program, *arguments], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True
         )
-        self.addCleanup(host.wait, timeout=20)
+        self.addCleanup(host.wait, timeout=60)
         self.addCleanup(host.stdout.close)
         self.addCleanup(host.send_signal, signal.SIGTERM)
         page_test.browser.get(host.stdout.readline().split()[-1])
@@ -73,11 +73,11 @@ class TheInspectedHost(unittest.TestCase):
         host = self.open()
         host.send_signal(signal.SIGINT)
         self.assertEqual(host.stdout.read().splitlines()[-1], "Ending.")
-        self.assertEqual(host.wait(timeout=20), 0)
+        self.assertEqual(host.wait(timeout=60), 0)
 
     def test_refuses_arguments_that_it_does_not_know(self):
         for arguments in (["--prot", "1"], ["--port"], ["--port", "65536"], ["--port", "1x"]):
-            done = subprocess.run([host_program, *arguments], capture_output=True, text=True, timeout=20)
+            done = subprocess.run([host_program, *arguments], capture_output=True, text=True, timeout=60)
             self.assertEqual(done.returncode, 2, arguments)
             self.assertTrue(done.stderr.startswith("inspected_host: "), done.stderr)
 

@@ -80,13 +80,13 @@ class Host:
     def end(self):
         if self.process.poll() is None:
             self.process.stdin.close()
-            assert self.process.wait(timeout=20) == 0
+            assert self.process.wait(timeout=60) == 0
         self.process.stdout.close()
 
 
 def until(condition, what):
     """Waits until condition() is true, and returns what it gave."""
-    return WebDriverWait(browser, 20, 0.05).until(lambda _: condition(), what)
+    return WebDriverWait(browser, 60, 0.05).until(lambda _: condition(), what)
 
 
 def element(selector):
@@ -195,25 +195,28 @@ class ThePage(unittest.TestCase):
 
     def test_is_quick_with_ten_thousand_features(self):
         self.open(10000)
-        search = "const s = document.getElementById('search'); s.value = arguments[0]; s.dispatchEvent(new Event('input'));"
+        # The quickest of several: what else the machine does is not the page's.
         took = browser.execute_script(
-            f"const begin = performance.now(); for (const text of ['m', 'ma', 'many1', '777', '']) {{ ((...arguments) => {{"
-            f"{search} }})(text); document.body.offsetHeight; }} return (performance.now() - begin) / 5;"
+            "const search = document.getElementById('search');"
+            "return Math.min(...['m', 'ma', 'many1', '777', ''].map((text) => { const begin = performance.now();"
+            " search.value = text; search.dispatchEvent(new Event('input')); document.body.offsetHeight;"
+            " return performance.now() - begin; }));"
         )
         print(f"a search over 10,000 features takes {took:.1f} ms", file=sys.stderr)
-        self.assertLess(took, 200)
-        frames = browser.execute_async_script(
+        self.assertLess(took, 100)
+        stale, frame = browser.execute_async_script(
             "const done = arguments[0]; const grid = document.getElementById('grid');"
             "const frame = () => new Promise((next) => requestAnimationFrame(next));"
-            "(async () => { const begin = performance.now(); let stale = 0;"
-            " for (let i = 1; i <= 50; ++i) { grid.scrollTop = i * 5000; await frame(); await frame();"
-            "  const row = document.querySelector('#rows .row'); const box = row.getBoundingClientRect();"
-            "  if (box.top > grid.getBoundingClientRect().bottom || box.top < -600) ++stale; }"
-            " done([stale, (performance.now() - begin) / 100]); })();"
+            "(async () => { const took = []; let stale = 0;"
+            " for (let i = 1; i <= 50; ++i) { const begin = performance.now(); grid.scrollTop = i * 5000;"
+            "  await frame(); await frame(); took.push((performance.now() - begin) / 2);"
+            "  const top = document.querySelector('#rows .row').getBoundingClientRect().top;"
+            "  if (top > grid.getBoundingClientRect().bottom || top < -600) ++stale; }"
+            " done([stale, took.sort((a, b) => a - b)[10]]); })();"
         )
-        print(f"a frame while scrolling takes {frames[1]:.1f} ms", file=sys.stderr)
-        self.assertEqual(frames[0], 0)
-        self.assertLess(frames[1], 100)
+        print(f"a frame while scrolling takes {frame:.1f} ms", file=sys.stderr)
+        self.assertEqual(stale, 0)
+        self.assertLess(frame, 50)
 
     def test_searches_as_one_types(self):
         self.open(100)
