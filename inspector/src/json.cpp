@@ -194,9 +194,8 @@ std::optional<ChangeRequest> parseChangeRequest(std::string_view text) {
     document.Parse<rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag>(text.data(),
                                                                                            text.size());
     if (document.HasParseError() || !document.IsObject()) return std::nullopt;
-    auto const find = [&](char const* key) {
-        auto const member = document.FindMember(key);
-        return member != document.MemberEnd() ? &member->value : nullptr;
+    auto const find = [&](char const* key) -> rapidjson::Value const* {
+        return document.HasMember(key) ? &document[key] : nullptr;
     };
     rapidjson::Value const* const name = find("name");
     rapidjson::Value const* const instance = find("instance");
