@@ -22,17 +22,8 @@ if(INSPECTOR_PAGE)  # The build has it.
   set(inspector_example "${WORK}/inspector_example.cpp")
 endif()
 
-build("${SOURCE}" "${WORK}/build" "-DREADME_EXAMPLE=${WORK}/readme_example.cpp")
-run("${CMAKE_COMMAND}" -S "${SOURCE}" -B "${WORK}/build" -G "${GENERATOR}"
-    "-DCMAKE_CXX_COMPILER=${COMPILER}"
-    "-DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN}"
-    "-DFOUNDATION_WINDOWS_DEPENDENCIES=${WINDOWS_DEPENDENCIES}"
-    "-DCMAKE_CXX_FLAGS=${FLAGS}"
-    "-DCMAKE_BUILD_TYPE=${BUILD_TYPE}"
-    "-DCMAKE_PREFIX_PATH=${WORK}/prefix"
-    "-DREADME_EXAMPLE=${WORK}/readme_example.cpp"
+build("${SOURCE}" "${WORK}/build" "-DREADME_EXAMPLE=${WORK}/readme_example.cpp"
     "-DINSPECTOR_EXAMPLE=${inspector_example}")
-run("${CMAKE_COMMAND}" --build "${WORK}/build")
 run(${EMULATOR} "${WORK}/build/consumer${EXECUTABLE_SUFFIX}")
 run(${EMULATOR} "${WORK}/build/extension_user${EXECUTABLE_SUFFIX}" "${WORK}/build/extensions")
 run(${EMULATOR} "${WORK}/build/readme_example${EXECUTABLE_SUFFIX}")
