@@ -7,14 +7,23 @@ run("${CMAKE_COMMAND}" --install "${PRODUCT_BUILD}" --prefix "${WORK}/first")
 # A package must not remember where it was first installed.
 file(RENAME "${WORK}/first" "${WORK}/prefix")
 
-# The README's example is compiled as it stands there.
-file(READ "${README}" readme)
-if(NOT readme MATCHES "```cpp\n([^`]+)```")
-  message(FATAL_ERROR "README.md has no C++ example")
+# The pages' examples are compiled as they stand there.
+function(take_example page file)
+  file(READ "${page}" text)
+  if(NOT text MATCHES "```cpp\n([^`]+)```")
+    message(FATAL_ERROR "${page} has no C++ example")
+  endif()
+  file(WRITE "${WORK}/${file}" "${CMAKE_MATCH_1}")
+endfunction()
+take_example("${README}" readme_example.cpp)
+set(inspector_example "")
+if(INSPECTOR_PAGE)  # The build has it.
+  take_example("${INSPECTOR_PAGE}" inspector_example.cpp)
+  set(inspector_example "${WORK}/inspector_example.cpp")
 endif()
-file(WRITE "${WORK}/readme_example.cpp" "${CMAKE_MATCH_1}")
 
-build("${SOURCE}" "${WORK}/build" "-DREADME_EXAMPLE=${WORK}/readme_example.cpp")
+build("${SOURCE}" "${WORK}/build" "-DREADME_EXAMPLE=${WORK}/readme_example.cpp"
+    "-DINSPECTOR_EXAMPLE=${inspector_example}")
 run(${EMULATOR} "${WORK}/build/consumer${EXECUTABLE_SUFFIX}")
 run(${EMULATOR} "${WORK}/build/extension_user${EXECUTABLE_SUFFIX}" "${WORK}/build/extensions")
 run(${EMULATOR} "${WORK}/build/readme_example${EXECUTABLE_SUFFIX}")
@@ -29,4 +38,7 @@ if(TOOLS)
       message(FATAL_ERROR "share/${file} is not installed")
     endif()
   endforeach()
+endif()
+if(INSPECTOR_PAGE)
+  run(${EMULATOR} "${WORK}/build/inspector_example${EXECUTABLE_SUFFIX}")
 endif()
