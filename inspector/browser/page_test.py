@@ -156,7 +156,8 @@ def place(row):
 def downloaded(name):
     """The content of a file that the page has just saved."""
     file = downloads / name
-    until(file.exists, f"{name} is saved")
+    # The browser takes the name with an empty file first.
+    until(lambda: file.exists() and file.stat().st_size > 0, f"{name} is saved")
     content = file.read_text()
     file.unlink()
     return content
