@@ -159,8 +159,9 @@ void run(InspectorOptions const& options) {
 }  // namespace demo
 
 int main(int argc, char** argv) {
-    std::signal(SIGINT, demo::interrupt);
-    std::signal(SIGTERM, demo::interrupt);
+    // They fail for numbers that are no signals.
+    static_cast<void>(std::signal(SIGINT, demo::interrupt));
+    static_cast<void>(std::signal(SIGTERM, demo::interrupt));
     try {
         demo::run(demo::parse(demo::commandLine(argc, argv)));
         return 0;

@@ -68,7 +68,7 @@ endfunction()
 
 file(READ "${SOURCE}/docs/messages.md" page)
 file(GLOB_RECURSE files RELATIVE "${SOURCE}" "${SOURCE}/foundation/feature/src/feature/*.cpp")
-list(FILTER files EXCLUDE REGEX "_(test|fuzz)(_library)?\\.cpp$|/(AllocationWatch|Exhaustion)\\.cpp$")  # those of tests
+list(FILTER files EXCLUDE REGEX "_(test|fuzz)[a-z_]*\\.cpp$|/AllocationWatch\\.cpp$")  # those of tests
 list(APPEND files
     host/json/include/foundation/json/Value.hpp
     host/json/src/ParserException.cpp

@@ -1,5 +1,5 @@
 #include "DiscoveryTest.hpp"
-#include "Exhaustion.hpp"
+#include "exhaustion_testing.hpp"
 
 #include <algorithm>
 #include <memory>

@@ -26,7 +26,7 @@
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/AnyMap.h>
 
-#include "Exhaustion.hpp"
+#include "exhaustion_testing.hpp"
 #include "FailingAllocations.hpp"
 #include "RegistryTest.hpp"
 

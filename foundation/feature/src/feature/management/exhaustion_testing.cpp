@@ -1,4 +1,4 @@
-#include "Exhaustion.hpp"
+#include "exhaustion_testing.hpp"
 
 #include <foundation/log/diagnostic_logger.hpp>
 
