@@ -117,12 +117,10 @@ void Session::finishRead(error_code error) {
     stopClock();
     if (hasExpired_ && parser_->got_some()) {
         write(textReply(408, "The request took too long."), false);
-    } else if (hasExpired_ || error == http::error::end_of_stream ||
-               error == asio::error::operation_aborted) {
-        close();
-    } else if (error.category() == http::make_error_code(http::error::bad_target).category()) {
+    } else if (error.category() == http::make_error_code(http::error::bad_target).category() &&
+               error != http::error::end_of_stream && !hasExpired_) {
         write(refusalOf(error), false);
-    } else if (error) {
+    } else if (error || hasExpired_) {
         close();
     } else {
         Reply reply = answerFor(parser_->get());

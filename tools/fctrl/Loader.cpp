@@ -23,7 +23,7 @@ namespace json = foundation::json;
 using cppmicroservices::Any;
 using cppmicroservices::AnyMap;
 
-std::string const mustHold =
+constexpr char const* mustHold =
     R"(must hold an array of descriptors, an object with one as "features", or a bundle's manifest with "qz")";
 
 /// The value under exactly this key, as the library looks for it; null when there is none.
@@ -224,7 +224,8 @@ std::vector<DescriptorList> Loader::loadBundle(std::string const& file, std::str
     std::size_t const before = findings_.size();
     for (auto& [name, text] :
          readManifests(std::move(bytes)).value_or(std::map<std::string, std::string>())) {
-        Document& document = documents_.emplace_back(file + "!/" + name + "/manifest.json", std::move(text));
+        Document& document = documents_.emplace_back(
+            std::string(file).append("!/").append(name).append("/manifest.json"), std::move(text));
         if (!parse(document) || !headers.contains(name)) continue;
         if (auto list = loadManifest(document, headers.at(name), file)) lists.push_back(*std::move(list));
     }

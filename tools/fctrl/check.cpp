@@ -22,8 +22,11 @@ namespace {
 
 namespace json = foundation::json;
 
-std::vector<std::string> const knownKeys = {
-    "name", "FCtrlState", "FctrlState", "type", "defaultValue", "file", "line"};
+std::vector<std::string> const& knownKeys() {
+    static std::vector<std::string> const keys = {
+        "name", "FCtrlState", "FctrlState", "type", "defaultValue", "file", "line"};
+    return keys;
+}
 
 bool isUnreadable(json::Value const& value) {
     return !(value.is<std::string>() || value.is<bool>() || value.is<double>() || value.is<std::int64_t>() ||
@@ -149,7 +152,7 @@ void Checker::warnOfDroppedValues(Subject const& subject) {
         std::string const name(entry.name);
         auto const read = subject.properties.find(name);
         auto const original = written.find(name);
-        bool const isKnown = std::find(knownKeys.begin(), knownKeys.end(), name) != knownKeys.end();
+        bool const isKnown = std::find(knownKeys().begin(), knownKeys().end(), name) != knownKeys().end();
         if (!isKnown || findMember(subject, name) != child) continue;
         if (read == subject.properties.end()) {
             add(Rule::droppedValue,
@@ -217,7 +220,7 @@ void Checker::check(DescriptorList const& list, std::size_t index) {
         return;
     }
     Subject const subject{list, descriptor.get<Object>(), entry};
-    findOddKeys(*list.document, entry, knownKeys, list.isManifest, findings_);
+    findOddKeys(*list.document, entry, knownKeys(), list.isManifest, findings_);
     warnOfStateKeys(subject);
     warnOfConversions(subject);
     if (list.isManifest) warnOfDroppedValues(subject);

@@ -17,7 +17,7 @@ namespace {
 namespace json = foundation::json;
 namespace management = foundation::feature::management;
 
-std::string const messageStart = "fctrl: ";
+constexpr std::string_view messageStart = "fctrl: ";
 
 /// A name that nobody else has registered: the registry forgets none.
 std::string freshName() {
@@ -73,7 +73,7 @@ faultOfState(Object const& descriptor, std::string const& name, json::Value cons
         if (auto const property = descriptor.find(key); property != descriptor.end()) probe.insert(*property);
     }
     std::optional<std::string> text = failureOf({probe});
-    if (text && text->starts_with(messageStart + probeName)) {
+    if (text && text->starts_with(std::string(messageStart) + probeName)) {
         text->replace(messageStart.size(), probeName.size(), name);
     }
     return text;

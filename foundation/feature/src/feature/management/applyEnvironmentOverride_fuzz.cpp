@@ -120,7 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     static LogCapture capture;
     foundation::log::setChannelMask("foundation::feature::registration", 512 | 16);
     Input input(data, size);
-    int const before = static_cast<std::int8_t>(input.byte());
+    int const before = input.byte() - 128;
     std::string const text = variable.set(input.rest());
 
     State state(before, {}, "component", "module", "Beta", "client", "file", 1);

@@ -57,7 +57,7 @@ bool isUtf8(std::string const& text) {
 
 /// A text from the input: one that is not UTF-8 as the numbers of its bytes.
 std::string makeText(Input& input) {
-    std::string const text = input.text();
+    std::string text = input.text();
     if (isUtf8(text)) return text;
     std::string numbers;
     for (char const c : text)

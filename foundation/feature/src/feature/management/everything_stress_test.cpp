@@ -29,7 +29,7 @@ using Clock = std::chrono::steady_clock;
 /// How long the threads run: FOUNDATION_STRESS_SECONDS, else two seconds.
 std::chrono::milliseconds duration() {
     char const* const text = std::getenv("FOUNDATION_STRESS_SECONDS");
-    std::chrono::seconds const given(text != nullptr ? std::atoi(text) : 0);
+    std::chrono::seconds const given(text != nullptr ? std::strtol(text, nullptr, 10) : 0);
     return given.count() > 0 ? given : std::chrono::seconds(2);
 }
 
