@@ -712,7 +712,8 @@ TEST(ADescriptorList, MayBeRegisteredAgain) {
 
 TEST(ADescriptorList, IsLeftAsItIs) {
     Array features = {Value(descriptor({{"file", "a text long enough to be kept outside of the string"}}))};
-    Array const before = features;
+    Array const before =
+        features;  // NOLINT(performance-unnecessary-copy-initialization): what it is compared with
     registerList(features);
     EXPECT_EQ(features, before);
 }

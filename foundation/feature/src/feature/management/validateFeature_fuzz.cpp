@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     constexpr char const* states[] = {"Off", "On", "Beta", "Preview", "DebugOrTest"};
     Input input(data, size);
     std::size_t const choice = input.byte() % (std::size(states) + 1);
-    int const defaultValue = static_cast<std::int8_t>(input.byte());
+    int const defaultValue = input.byte() - 128;
     std::string const text = choice < std::size(states) ? states[choice] : input.text();
     std::string const name(input.rest());
 
