@@ -368,6 +368,40 @@ class ThePage(unittest.TestCase):
         host.ask("end")
         until(lambda: len(elements("#places tbody tr")) == 2, "one is gone")
 
+    def test_keeps_what_is_being_typed_while_instances_come_and_go(self):
+        host = self.open()
+        host.ask("instance left")
+        host.ask("instance right")
+        host.ask("engine Gamma 5")
+        until(lambda: cell("Gamma", "value") == "1 (1 differs)", "they are seen")
+        click_row("Gamma")
+        typed = elements("#places input")[1]
+        typed.send_keys("12")
+        host.ask("end")
+        until(lambda: len(elements("#places tbody tr")) == 2, "one is gone")
+        host.ask("instance another")
+        until(lambda: len(elements("#places tbody tr")) == 3, "another one has come")
+        self.assertEqual(place(3)[0], "another")
+        self.assertEqual(typed.get_attribute("value"), "12")
+        typed.send_keys("3", Keys.ENTER)
+        until(lambda: place(2)[1] == "123", "the instance has it")
+        self.assertEqual([place(1)[1], place(3)[1]], ["1", "1"])
+        self.assertEqual(elements("#places .flip")[2].accessible_name, "Flip, another")
+        elements("#places .flip")[2].click()
+        until(lambda: place(3)[1] == "0", "another one is flipped")
+        # Escape closes the details from there as well.
+        typed.send_keys(Keys.ESCAPE)
+        self.assertFalse(element("#details").is_displayed())
+
+    def test_leaves_the_focus_with_the_table_when_nothing_is_left_to_take_back(self):
+        host = self.open()
+        element("#search").send_keys("alpha", Keys.ENTER)
+        press(" ")
+        until(lambda: element("#undo").is_enabled(), "it is flipped")
+        element("#undo").send_keys(Keys.ENTER)
+        until(lambda: host.ask("value Alpha") == "0 0 2", "it is flipped back")
+        self.assertEqual(focused(), "grid")
+
     def test_lists_further_features_when_it_is_refreshed_and_not_before(self):
         host = self.open()
         host.ask("add Later")

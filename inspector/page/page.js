@@ -225,11 +225,16 @@ function select(isNew = true) {
 
 function openDetails(feature) {
   if (!feature) return closeDetails();
+  const places = at("places").tBodies[0];
+  if (selected !== feature.name) places.replaceChildren();
   selected = feature.name;
   table.selected = feature;
   at("details").hidden = false;
   at("details-name").textContent = feature.name;
-  at("places").tBodies[0].replaceChildren(...feature.values.map((_, place) => makePlace(feature, place)));
+  // A line that is there stays, and with it what is being typed there: other instances may come and go meanwhile.
+  const wantedPlaces = placesOf(feature);
+  for (const row of [...places.rows]) if (!wantedPlaces.some(({ id }) => String(id) === row.dataset.id)) row.remove();
+  places.append(...wantedPlaces.slice(places.rows.length).map((instance) => makePlace(feature.name, instance)));
   showDetails();
   table.draw();
 }
@@ -244,18 +249,22 @@ function closeDetails() {
   if (hadFocus) at("grid").focus();
 }
 
-function makePlace(feature, place) {
+/** Where the feature has values, in their order. */
+const placesOf = (feature) => (feature.scope === "perZOR" ? catalogue.instances : [{ id: 0, name: "process" }]);
+
+/** A line of the details. New instances come last, so that the lines are in the order of the values. */
+function makePlace(featureName, { id, name }) {
   const row = document.createElement("tr");
-  const name = feature.scope === "perZOR" ? catalogue.instances[place].name : "process";
+  row.dataset.id = id;
   for (const content of [name, "", "", ""]) row.insertCell().textContent = content;
   if (!catalogue.isWritable) return row;
-  const instance = feature.scope === "perZOR" ? catalogue.instances[place].id : 0;
   const form = document.createElement("form");
   const flipButton = document.createElement("button");
   flipButton.type = "button";
   flipButton.textContent = "Flip";
   flipButton.className = "flip";
-  flipButton.addEventListener("click", () => flip(catalogue.byName.get(feature.name), place));
+  flipButton.setAttribute("aria-label", `Flip, ${name}`);
+  flipButton.addEventListener("click", () => flip(catalogue.byName.get(featureName), row.sectionRowIndex));
   const input = document.createElement("input");
   input.type = "number";
   input.required = true;
@@ -264,10 +273,11 @@ function makePlace(feature, place) {
   input.setAttribute("aria-label", `New value, ${name}`);
   const setButton = document.createElement("button");
   setButton.textContent = "Set";
+  setButton.setAttribute("aria-label", `Set, ${name}`);
   form.append(flipButton, input, setButton);
   form.addEventListener("submit", (event) => {
     event.preventDefault();
-    change(feature.name, instance, name, Number(input.value));
+    change(featureName, id, name, Number(input.value));
     input.value = "";
   });
   row.insertCell().append(form);
@@ -313,9 +323,8 @@ function flip(feature, place) {
     announce("The program has not allowed features to be changed here");
     return;
   }
-  const isPerInstance = feature.scope === "perZOR";
-  change(feature.name, isPerInstance ? catalogue.instances[place].id : 0,
-    isPerInstance ? catalogue.instances[place].name : "process", flipped(feature.values[place], feature.default));
+  const { id, name } = placesOf(feature)[place];
+  change(feature.name, id, name, flipped(feature.values[place], feature.default));
 }
 
 async function change(name, instance, instanceName, value) {
@@ -340,6 +349,7 @@ function showUndo() {
 /** Takes the last change back, unless somebody has made another one since. */
 at("undo").addEventListener("click", async () => {
   const { name, instance, before, after } = undone.pop();
+  if (undone.length === 0) at("grid").focus(); // a button that is off cannot keep it
   showUndo();
   try {
     const { failure } = await post("api/set", { name, instance, value: before, expected: after });
@@ -372,7 +382,7 @@ document.addEventListener("keydown", (event) => {
   if (event.key === "/" && !isTyping && !event.ctrlKey && !event.metaKey) {
     event.preventDefault();
     at("search").focus();
-  } else if (event.key === "Escape" && !isTyping) {
+  } else if (event.key === "Escape" && (!isTyping || at("details").contains(event.target))) {
     closeDetails();
   }
 });

@@ -34,6 +34,11 @@ Reply jsonReply(std::string body) {
     return {200, jsonType, std::move(body), true, std::nullopt, ""};
 }
 
+/// How a browser calls a server of this machine: without the port that an address without one means.
+std::string hostOf(std::string const& name, std::uint16_t port) {
+    return port == 80 ? name : name + ":" + std::to_string(port);
+}
+
 Reply methodReply(std::string_view allow) {
     Reply reply = textReply(405, "This address takes " + std::string(allow) + " only.");
     reply.allow = allow;
@@ -48,8 +53,8 @@ Reply textReply(unsigned status, std::string text) {
 }
 
 Api::Api(Catalogue& catalogue, std::string token, std::uint16_t port, bool isWritable)
-    : catalogue_(catalogue), root_("/" + std::move(token) + "/"), host_("127.0.0.1:" + std::to_string(port)),
-      otherHost_("localhost:" + std::to_string(port)), isWritable_(isWritable) {}
+    : catalogue_(catalogue), root_("/" + std::move(token) + "/"), host_(hostOf("127.0.0.1", port)),
+      otherHost_(hostOf("localhost", port)), isWritable_(isWritable) {}
 
 Reply Api::answer(Request const& request, std::int64_t time) {
     if (std::optional<Reply> refusal = refuse(request)) return std::move(*refusal);

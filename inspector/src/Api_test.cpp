@@ -30,11 +30,11 @@ void add(Scope scope, char const* name, int value, char const* state = "Beta") {
 
 /// The answers of a page that may write, without a server.
 struct Page {
-    explicit Page(bool isWritable = true) : api(catalogue, token, 80, isWritable) {}
+    explicit Page(bool isWritable = true) : api(catalogue, token, 8123, isWritable) {}
 
     Reply ask(std::string_view method, std::string_view path, std::string_view body = "") {
         std::string const target = "/" + token + "/" + std::string(path);
-        Request request{method, target, {"127.0.0.1:80"}, {}, "application/json", true, "", body};
+        Request request{method, target, {"127.0.0.1:8123"}, {}, "application/json", true, "", body};
         return api.answer(request, 0);
     }
 
@@ -187,6 +187,30 @@ TEST(TheEnvironment, IsShownAsTheLibraryReadsIt) {
         std::map<std::string, bool> expected{{"QZ_FEATURE_Nobodys", false}};
         if (row.isStray) expected["QZ_FEATURE_" + name] = true;
         EXPECT_EQ(strays, expected);
+    }
+}
+
+TEST(APort, IsPartOfTheHostUnlessBrowsersLeaveItOut) {
+    struct Row {
+        std::uint16_t port;
+        char const* host;
+        char const* origin;
+        unsigned status;
+    };
+    for (Row const& row : {Row{8123, "127.0.0.1:8123", "http://127.0.0.1:8123", 200},
+                           Row{8123, "localhost:8123", "http://localhost:8123", 200},
+                           Row{8123, "127.0.0.1", "http://127.0.0.1", 403},
+                           Row{8123, "127.0.0.1:8123", "http://127.0.0.1", 403},
+                           Row{80, "127.0.0.1", "http://127.0.0.1", 200},
+                           Row{80, "localhost", "http://localhost", 200},
+                           Row{80, "127.0.0.1", "http://127.0.0.1:8123", 403},
+                           Row{80, "evil.example", "http://evil.example", 403}}) {
+        SCOPED_TRACE(std::to_string(row.port) + " " + row.host + " " + row.origin);
+        Catalogue catalogue(std::make_shared<InstanceTable>());
+        Api api(catalogue, token, row.port, false);
+        std::string const target = "/" + token + "/";
+        Request const request{"GET", target, {row.host}, {row.origin}, "", false, "", ""};
+        EXPECT_EQ(api.answer(request, 0).status, row.status);
     }
 }
 

@@ -4,7 +4,6 @@
 
 #include <foundation/feature/management.hpp>
 
-#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -93,20 +92,29 @@ void Catalogue::lookForOverrides(std::size_t firstRow) {
 }
 
 void Catalogue::findRecords() {
-    instances_ = table_->all(tableGeneration_);
-    ++version_;
-    ++generation_;
-    for (Row& row : rows_) {
-        row.version = version_;
-        row.sights.assign(1, sightOf(*row.feature->getState()));
-    }
-    std::erase_if(instances_, [&](std::shared_ptr<NamedInstance> const& instance) {
-        return !instance->with([&] {
-            for (Row& row : rows_) {
-                if (row.scope == Scope::ZOR) row.sights.push_back(sightOf(*row.feature->getState()));
+    std::uint64_t tableGeneration = 0;
+    InstanceTable::Instances instances;
+    std::vector<std::vector<Sight>> sights;
+    sights.reserve(rows_.size());
+    for (Row const& row : rows_)
+        sights.push_back({sightOf(*row.feature->getState())});
+    for (std::shared_ptr<NamedInstance> const& instance : table_->all(tableGeneration)) {
+        bool const isThere = instance->with([&] {
+            for (std::size_t i = 0; i < rows_.size(); ++i) {
+                if (rows_[i].scope == Scope::ZOR) sights[i].push_back(sightOf(*rows_[i].feature->getState()));
             }
         });
-    });
+        if (isThere) instances.push_back(instance);
+    }
+    // From here on nothing fails: the rows and the instances always fit each other.
+    tableGeneration_ = tableGeneration;
+    instances_ = std::move(instances);
+    ++version_;
+    ++generation_;
+    for (std::size_t i = 0; i < rows_.size(); ++i) {
+        rows_[i].sights = std::move(sights[i]);
+        rows_[i].version = version_;
+    }
 }
 
 void Catalogue::look() {

@@ -29,16 +29,19 @@ std::string makeToken() {
     return token;
 }
 
-/// A thread on which none of the host's signal handlers runs.
+/// A thread on which none of the host's signal handlers runs, but for those of faults: the one that reports crashes must
+/// also see those of the watchers and extensions that run here.
 template <class Run>
 std::thread startQuietThread(Run run) {
 #if defined(_WIN32)
     return std::thread(std::move(run));
 #else
-    sigset_t all;
+    sigset_t blocked;
     sigset_t earlier;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &earlier);
+    sigfillset(&blocked);
+    for (int const fault : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})
+        sigdelset(&blocked, fault);
+    pthread_sigmask(SIG_SETMASK, &blocked, &earlier);
     struct Restore {
         sigset_t const& mask;
         ~Restore() { pthread_sigmask(SIG_SETMASK, &mask, nullptr); }

@@ -19,6 +19,11 @@
 #include <thread>
 #include <vector>
 
+#if defined(__linux__)
+#include <csignal>
+#include <pthread.h>
+#endif
+
 namespace foundation::feature {
 namespace {
 
@@ -237,6 +242,24 @@ long wakesOf(std::string const& thread) {
         if (key == "voluntary_ctxt_switches:" && status >> count) return count;
     }
     throw std::runtime_error("the system does not say how often thread " + thread + " has woken");
+}
+
+TEST(AWatcher, OfAChangeInThePageRunsWhereOnlyFaultsReachTheHostsSignalHandlers) {
+    management::registerFeature(Scope::PROCESS, "Alpha", 0, "Off", "", "", 1, "", "module");
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    management::getFeature("Alpha")->addCallback(
+        [&](IFeature const&) { pthread_sigmask(SIG_BLOCK, nullptr, &blocked); });
+    {
+        Inspector const inspector({.allowWriting = true});
+        Browser browser(inspector);
+        browser.post("api/list");
+        EXPECT_EQ(browser.post("api/set", R"({"name":"Alpha","instance":0,"value":1})").result_int(), 200U);
+    }
+    for (int const signal : {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGALRM, SIGCHLD})
+        EXPECT_EQ(sigismember(&blocked, signal), 1) << signal;
+    for (int const fault : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGSYS, SIGTRAP})
+        EXPECT_EQ(sigismember(&blocked, fault), 0) << fault;
 }
 
 TEST(AnInspector, SleepsWhileNoPageIsOpen) {

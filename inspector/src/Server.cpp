@@ -7,9 +7,12 @@
 #include <boost/asio/ip/address_v4.hpp>
 #include <boost/asio/socket_base.hpp>
 
-#include <exception>
 #include <stdexcept>
 #include <utility>
+
+#if !defined(_WIN32)
+#include <fcntl.h>
+#endif
 
 namespace foundation::feature::inspector {
 namespace {
@@ -18,11 +21,22 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using boost::system::error_code;
 
+/// Has the processes that the host starts not inherit a socket: they would keep the port, and connections, for as long
+/// as they run.
+void keepFromChildren(tcp::socket::native_handle_type socket) {
+#if defined(_WIN32)
+    ::SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
+#else
+    ::fcntl(socket, F_SETFD, FD_CLOEXEC);
+#endif
+}
+
 /// An acceptor that listens on 127.0.0.1.
 tcp::acceptor listen(asio::io_context& context, std::uint16_t port) {
     tcp::endpoint const endpoint(asio::ip::address_v4::loopback(), port);
     try {
         tcp::acceptor acceptor(context, endpoint.protocol());
+        keepFromChildren(acceptor.native_handle());
 #if defined(_WIN32)
         // There, another process could otherwise listen on the same port as well, and learn tokens.
         BOOL const yes = TRUE;
@@ -53,19 +67,20 @@ Server::Server(std::shared_ptr<InstanceTable> table,
                Limits const& limits)
     : limits_(limits), catalogue_(std::move(table)), acceptor_(listen(context_, port)), batchTimer_(context_),
       acceptTimer_(context_), port_(acceptor_.local_endpoint().port()),
-      api_(catalogue_, std::move(token), port_, isWritable) {
-    accept();
-}
+      api_(catalogue_, std::move(token), port_, isWritable) {}
 
 Server::~Server() = default;
 
 void Server::run() {
-    for (;;) {
+    while (!context_.stopped()) {
         try {
+            // What an exception has interrupted begins again.
+            if (!isAccepting_) accept();
+            awaitNextBatch();
             context_.run();
-            return;
-        } catch (std::exception const&) {
-            // Out of memory: it costs a connection, which ends with what it waited for, but not the host.
+        } catch (...) {
+            // Out of memory, or what the host's code has thrown: it may cost a connection, which ends with what it
+            // waited for, but not the host.
         }
     }
 }
@@ -80,15 +95,19 @@ std::int64_t Server::time() const {
 }
 
 void Server::accept() {
+    isAccepting_ = false;  // should the next line fail
     acceptor_.async_accept([this](error_code error, tcp::socket socket) {
+        isAccepting_ = false;
         if (error == asio::error::operation_aborted) return;
         if (error) {
             // Such as no more file descriptors: trying again at once would find the same.
             acceptTimer_.expires_after(std::chrono::milliseconds(100));
             acceptTimer_.async_wait([this](error_code) { accept(); });
+            isAccepting_ = true;
             return;
         }
         accept();
+        keepFromChildren(socket.native_handle());
         if (makeRoom()) {
             std::make_shared<Session>(*this, std::move(socket))->read();
         } else {
@@ -102,24 +121,30 @@ void Server::accept() {
             socket.shutdown(tcp::socket::shutdown_send, ignored);
         }
     });
+    isAccepting_ = true;
 }
 
 /// When there are as many connections as there may be, closes the oldest one that has not shown the token: those who
-/// do not know it cannot keep out those who do.
+/// do not know it cannot keep out those who do. When there is none, the oldest one that rests between two requests.
 /// @return  whether there is room for one more.
 bool Server::makeRoom() {
     if (sessions_.size() < limits_.connections) return true;
+    Session* resting = nullptr;
     for (Session* const session : sessions_) {
-        if (session->isTrusted() || !session->isOpen()) continue;  // a closed one is about to end
-        session->close();
-        return true;
+        if (!session->isOpen()) continue;  // it is about to end
+        if (!session->isTrusted()) {
+            session->close();
+            return true;
+        }
+        if (resting == nullptr && session->isResting()) resting = session;
     }
-    return false;
+    if (resting == nullptr) return false;
+    resting->close();
+    return true;
 }
 
 void Server::awaitNextBatch() {
     if (isBatchAwaited_ || streamCount_ == 0) return;
-    isBatchAwaited_ = true;
     batchTimer_.expires_after(limits_.batch);
     batchTimer_.async_wait([this](error_code error) {
         isBatchAwaited_ = false;
@@ -127,6 +152,7 @@ void Server::awaitNextBatch() {
         awaitNextBatch();
         sendBatch();
     });
+    isBatchAwaited_ = true;
 }
 
 void Server::sendBatch() {

@@ -69,6 +69,7 @@ private:
     std::list<Session*> sessions_;  // the oldest first; each one takes itself out at its end
     std::size_t streamCount_ = 0;
     bool isBatchAwaited_ = false;
+    bool isAccepting_ = false;  // or waiting to do so again
     // From here on in this order: what ends with the context looks at what stands above.
     boost::asio::io_context context_{1};
     boost::asio::ip::tcp::acceptor acceptor_;

@@ -10,6 +10,12 @@
 #include <string>
 #include <vector>
 
+#if defined(__linux__)
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#endif
+
 namespace foundation::feature::inspector::test {
 namespace {
 
@@ -306,11 +312,58 @@ TEST(AServer, RefusesConnectionsAndStreamsThatAreTooMany) {
         EXPECT_EQ(answer.result_int(), 503U);
         EXPECT_EQ(answer.body(), "inspector: Too many pages are open.\n");
     }
-    // All four know the token, so none is closed for another one.
-    Client fifth(server.server.port());
-    EXPECT_EQ(fifth.receive().result_int(), 503U);
+    // Of those that know the token, one that rests makes room; a page that is followed does not.
+    pages.emplace_back(server.server.port());
+    EXPECT_EQ(pages.back().get("").result_int(), 200U);
+    EXPECT_TRUE(pages[2].isClosed());
+    EXPECT_EQ(pages[3].get("").result_int(), 200U);
     EXPECT_THAT(pages.front().nextEvent(), HasSubstr("data: "));
 }
+
+TEST(AServer, RefusesAConnectionWhenAllOthersAreNeeded) {
+    Limits limits;
+    limits.connections = 2;
+    limits.streams = 2;
+    RunningServer const server(limits);
+    std::deque<Client> pages;
+    for (int i = 0; i < 2; ++i) {
+        pages.emplace_back(server.server.port());
+        EXPECT_THAT(pages.back().openStream(0), HasSubstr("200 OK"));
+    }
+    EXPECT_EQ(Client(server.server.port()).receive().result_int(), 503U);
+    for (Client& page : pages)
+        EXPECT_THAT(page.nextEvent(), HasSubstr("data: "));
+}
+
+TEST(AServer, AnswersTwoHundredKeptConnectionsOfThoseWhoKnowTheToken) {
+    RunningServer const server;
+    std::deque<Client> pages;
+    for (int i = 0; i < 200; ++i) {
+        pages.emplace_back(server.server.port());
+        EXPECT_EQ(pages.back().get("").result_int(), 200U);
+    }
+    EXPECT_TRUE(pages.front().isClosed());
+}
+
+#if defined(__linux__)
+TEST(AServer, KeepsItsSocketsFromTheProcessesThatTheHostStarts) {
+    RunningServer const server;
+    Client client(server.server.port());  // its own socket is inherited, so there is one of the three
+    EXPECT_EQ(client.get("").result_int(), 200U);
+    int sockets = 0;
+    int inherited = 0;
+    for (int file = 0; file < 1024; ++file) {
+        sockaddr_in name{};
+        socklen_t size = sizeof name;
+        if (::getsockname(file, reinterpret_cast<sockaddr*>(&name), &size) != 0) continue;
+        if (name.sin_family != AF_INET) continue;
+        ++sockets;
+        if ((::fcntl(file, F_GETFD) & FD_CLOEXEC) == 0) ++inherited;
+    }
+    EXPECT_EQ(sockets, 3);
+    EXPECT_EQ(inherited, 1);
+}
+#endif
 
 TEST(AStream, BringsWhatChangesAndNothingElse) {
     addAlpha(3);

@@ -100,6 +100,7 @@ void Session::read() {
     parser_->header_limit(server_.limits_.headerBytes);
     parser_->body_limit(server_.limits_.bodyBytes);
     // A kept connection may rest for a while; a new one is there because of a request.
+    isResting_ = message_ != nullptr;
     allow(message_ == nullptr ? server_.limits_.request : server_.limits_.idle, &Session::expireRead);
     http::async_read(socket_, buffer_, *parser_, [self = shared_from_this()](error_code error, std::size_t) {
         self->finishRead(error);
@@ -115,6 +116,7 @@ void Session::expireRead() {
 
 void Session::finishRead(error_code error) {
     stopClock();
+    isResting_ = false;
     if (hasExpired_ && parser_->got_some()) {
         write(textReply(408, "The request took too long."), false);
     } else if (error.category() == http::make_error_code(http::error::bad_target).category() &&
@@ -215,10 +217,10 @@ void Session::discardUntilEnd() {
 
 void Session::sendBatch() {
     if (isSending_ || !socket_.is_open()) return;
-    isSending_ = true;
     batch_ = changesEvent(server_.catalogue_, sentVersion_, server_.time());
-    sentVersion_ = server_.catalogue_.version();
     allow(server_.limits_.request, &Session::close);
+    sentVersion_ = server_.catalogue_.version();
+    isSending_ = true;
     asio::async_write(
         socket_, asio::buffer(batch_), [self = shared_from_this()](error_code error, std::size_t) {
             self->stopClock();

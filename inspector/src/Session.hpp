@@ -38,6 +38,9 @@ public:
 
     bool isOpen() const { return socket_.is_open(); }
 
+    /// Whether it has been answered, and waits for a further request of which nothing is there yet.
+    bool isResting() const { return isResting_ && buffer_.size() == 0 && !parser_->got_some(); }
+
     /// Whether events are sent on it.
     bool isStream() const { return isStream_; }
 
@@ -70,6 +73,7 @@ private:
     std::uint64_t sentVersion_ = 0;
     bool hasExpired_ = false;
     bool isTrusted_ = false;
+    bool isResting_ = false;
     bool isStream_ = false;
     bool isSending_ = false;
     std::list<Session*>::iterator const
