@@ -120,7 +120,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     static LogCapture capture;
     foundation::log::setChannelMask("foundation::feature::registration", 512 | 16);
     Input input(data, size);
-    int const before = input.byte() - 128;
+    int const byte = input.byte();
+    int const before = byte < 128 ? byte : byte - 256;
     std::string const text = variable.set(input.rest());
 
     State state(before, {}, "component", "module", "Beta", "client", "file", 1);

@@ -43,7 +43,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
     constexpr char const* states[] = {"Off", "On", "Beta", "Preview", "DebugOrTest"};
     Input input(data, size);
     std::size_t const choice = input.byte() % (std::size(states) + 1);
-    int const defaultValue = input.byte() - 128;
+    int const byte = input.byte();
+    int const defaultValue = byte < 128 ? byte : byte - 256;
     std::string const text = choice < std::size(states) ? states[choice] : input.text();
     std::string const name(input.rest());
 
