@@ -113,7 +113,7 @@ public:
         error_code error;
         std::size_t const size =
             asio::read_until(socket_, asio::dynamic_buffer(text_), std::string(mark), error);
-        std::string const read = error ? "" : text_.substr(0, size);
+        std::string read = error ? "" : text_.substr(0, size);
         text_.erase(0, read.size());
         return read;
     }
