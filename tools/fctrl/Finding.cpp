@@ -14,7 +14,7 @@ std::vector<RuleText> const& ruleTable() {
         {"unknown-key", false, "Each key is one that the library reads."},
         {"both-state-keys", false, "The state is given by one key."},
         {"duplicate-key", false, "A key stands once in an object."},
-        {"unread-key", false, "No key replaces another."},
+        {"unread-key", false, "Each key that is there is read."},
         {"converted-value", false, "Each value is of the kind that it is read as."},
         {"line-number", false, "A line is counted from 1, or -1."},
         {"dropped-value", false, "The service framework reads a manifest's values as they stand there."},

@@ -45,10 +45,6 @@ std::string nativePath(std::string const& text) {
     return fl::i18n::to_string(wide);
 }
 
-bool isNull(Document const& document, std::size_t entry) {
-    return document.text()[document.entries()[entry].value.begin] == 'n';
-}
-
 bool isText(Document const& document, std::size_t entry) {
     return document.text()[document.entries()[entry].value.begin] == '"';
 }
@@ -150,6 +146,14 @@ std::optional<json::Value> Loader::parse(Document& document) {
 
 void Loader::warnOfKeys(Spot object, std::vector<std::string> const& known) {
     findOddKeys(object.document, object.entry, known, true, findings_);
+    for (std::size_t const child : object.document.children(object.entry))
+        warnOfNull({object.document, child});
+}
+
+bool Loader::warnOfNull(Spot value) {
+    bool const isNull = value.document.text()[value.document.entries()[value.entry].value.begin] == 'n';
+    if (isNull) add(Rule::droppedValue, "the service framework leaves null out", value);
+    return isNull;
 }
 
 // Descriptor files
@@ -247,9 +251,13 @@ Loader::loadManifest(Document const& document, AnyMap const& headers, std::strin
              {&document, entry.key},
              {}});
     }
-    Any const* const qz = find(headers, "qz");
-    if (qz == nullptr) return std::nullopt;
+    readManifestText({document, 0}, headers, "bundle.symbolic_name");
     Spot const spot{document, findMember(document, 0, "qz", true)};
+    Any const* const qz = find(headers, "qz");
+    if (qz == nullptr) {
+        if (spot.entry != 0) warnOfNull(spot);
+        return std::nullopt;
+    }
     auto const* const manifest = cppmicroservices::any_cast<AnyMap>(qz);
     if (manifest == nullptr) {
         try {
@@ -261,6 +269,7 @@ Loader::loadManifest(Document const& document, AnyMap const& headers, std::strin
     }
     warnOfKeys(spot, {"features", "component", "module", "qzbuiltin_module", "clientdir", "fctrl_json"});
 
+    std::size_t const before = findings_.size();
     DescriptorList list;
     list.document = &document;
     list.isManifest = true;
@@ -279,17 +288,22 @@ Loader::loadManifest(Document const& document, AnyMap const& headers, std::strin
     } else if (!list.module) {
         list.module = readManifestName(spot, *manifest, "module");
     }
-    std::size_t const features = findMember(document, spot.entry, "features", true);
-    if (features != 0) readManifestList(list, features, *manifest);
+    if (find(*manifest, "features") == nullptr) {
+        // Without a list the library looks at nothing else.
+        for (std::size_t i = before; i < findings_.size(); ++i) {
+            if (findings_[i].rule == Rule::structure) findings_[i].rule = Rule::unreadKey;
+        }
+        return std::nullopt;
+    }
+    readManifestList(list, findMember(document, spot.entry, "features", true), *manifest);
     return list;
 }
 
 void Loader::readManifestList(DescriptorList& list, std::size_t features, AnyMap const& manifest) {
     Document const& document = *list.document;
-    Any const* const value = find(manifest, "features");
-    if (value == nullptr) return;  // null, which is as if it were not there
     try {
-        auto const converted = std::make_shared<json::Value const>(foundation::feature::convert(*value));
+        auto const converted =
+            std::make_shared<json::Value const>(foundation::feature::convert(*find(manifest, "features")));
         list.features = &converted->get<Array>();
         list.root = converted;
     } catch (std::exception const& error) {
@@ -297,11 +311,7 @@ void Loader::readManifestList(DescriptorList& list, std::size_t features, AnyMap
         return;
     }
     for (std::size_t const child : document.children(features)) {
-        if (isNull(document, child)) {
-            add(Rule::droppedValue, "the service framework leaves null out", {document, child});
-        } else {
-            list.entries.push_back(child);
-        }
+        if (!warnOfNull({document, child})) list.entries.push_back(child);
     }
     list.entries.resize(list.features->size(), features);
 }

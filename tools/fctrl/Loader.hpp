@@ -70,6 +70,7 @@ private:
     std::optional<std::string>
     readProvenance(Document const& document, Object const& root, std::string const& key);
     void warnOfKeys(Spot object, std::vector<std::string> const& known);
+    bool warnOfNull(Spot value);
     void add(Rule rule, std::string text, Spot spot);
 
     std::deque<Document>& documents_;

@@ -76,7 +76,8 @@ private:
     void enter(Subject const& subject);
 
     std::vector<Finding>& findings_;
-    std::unordered_map<std::string, Where> registered_;     // by name
+    std::unordered_map<std::string, Where>
+        registered_;  // by name; also those that only mending lets register
     std::unordered_map<std::string, std::string> spelled_;  // the first name that has these small letters
 };
 
@@ -174,22 +175,33 @@ void Checker::reportRefusal(Subject const& subject, std::string const& text) {
     std::string const shown = name != subject.properties.end() && name->second.is<std::string>()
                                   ? name->second.get<std::string>()
                                   : nameAsRead(subject.properties).value_or("");
-    bool isExplained = false;
-    for (Fault& fault : findFaults(subject.properties, shown)) {
-        // An exception's text ends at a NUL.
-        isExplained = isExplained || text == fault.text.substr(0, fault.text.find('\0'));
+    bool isComparable = true;
+    std::vector<Fault> faults = findFaults(subject.properties, shown);
+    for (Fault& fault : faults) {
+        isComparable = isComparable && fault.key != "name" && fault.key != "type";
         bool const isOther = fault.key == "FCtrlState" && findMember(subject, "FCtrlState") == 0;
         add(Rule::refused, std::move(fault.text), member(subject, isOther ? "FctrlState" : fault.key));
     }
-    if (isExplained) return;
+    if (!isComparable) return;
+    // With the faults mended, what else the library would say.
+    Object mended{{"name", shown}, {"FCtrlState", "Beta"}, {"defaultValue", 0}};
+    if (auto const type = subject.properties.find("type"); type != subject.properties.end()) {
+        mended.insert(*type);
+    }
+    auto const conflict = registerDescriptors(subject.list, Array(1, mended));
+    if (!conflict) {
+        enter(subject);
+        if (faults.empty()) add(Rule::refused, text, member(subject, "name"));
+        return;
+    }
     std::vector<Note> notes;
     if (auto const first = registered_.find(shown); first != registered_.end()) {
-        notes.push_back({"registered here first", first->second});
+        notes.push_back({"listed here first", first->second});
     }
-    add(notes.empty() ? Rule::refused : Rule::conflict, text, member(subject, "name"), notes);
+    add(Rule::conflict, *conflict, member(subject, "name"), notes);
 }
 
-/// Takes down that a descriptor has been registered, or was there before.
+/// Takes down that a descriptor has been registered, as it is or mended, or was there before.
 void Checker::enter(Subject const& subject) {
     json::Value const& given = subject.properties.at("name");
     std::string const name =
@@ -200,7 +212,7 @@ void Checker::enter(Subject const& subject) {
         add(Rule::duplicate,
             '"' + name + "\" is registered already: this one changes nothing",
             where,
-            {{"registered here first", first->second}});
+            {{"listed here first", first->second}});
         return;
     }
     auto const [similar, isOnlyOne] = spelled_.emplace(smallLetters(name), name);
@@ -208,7 +220,7 @@ void Checker::enter(Subject const& subject) {
     add(Rule::nameCase,
         '"' + name + "\" differs from \"" + similar->second + "\" only in its case",
         where,
-        {{"registered here first", registered_.at(similar->second)}});
+        {{"listed here first", registered_.at(similar->second)}});
 }
 
 void Checker::check(DescriptorList const& list, std::size_t index) {

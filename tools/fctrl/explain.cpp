@@ -97,6 +97,8 @@ void writeMissing(std::ostream& out, std::string const& name, Catalogue const& c
     for (Bundle const& bundle : catalogue.bundles)
         out << "  installed: " << printable(bundle.symbolicName) << ' ' << printable(bundle.version) << ", "
             << printable(bundle.location) << '\n';
+    for (std::string const& problem : catalogue.problems)
+        out << "  failed: " << oneLine(problem) << '\n';
     out << "  found: " << counted(catalogue.features.size(), "feature") << '\n';
 }
 

@@ -76,9 +76,9 @@ std::vector<Feature> select(std::vector<Feature> const& features, Options const&
     return selected;
 }
 
-std::vector<std::string> remarks(Catalogue const& catalogue) {
+std::vector<std::string> remarks(Catalogue const& catalogue, bool withProblems) {
     std::vector<std::string> texts = catalogue.unreadable;
-    texts.insert(texts.end(), catalogue.problems.begin(), catalogue.problems.end());
+    if (withProblems) texts.insert(texts.end(), catalogue.problems.begin(), catalogue.problems.end());
     for (StrayVariable const& variable : catalogue.strayVariables) {
         std::vector<std::string> names;
         for (std::string const& name : variable.nearest)

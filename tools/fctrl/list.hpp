@@ -17,7 +17,7 @@ bool matches(std::string_view text, std::string_view pattern);
 std::vector<Feature> select(std::vector<Feature> const& features, Options const& options);
 
 /// What there is to say of a catalogue besides its features, a line each.
-std::vector<std::string> remarks(Catalogue const& catalogue);
+std::vector<std::string> remarks(Catalogue const& catalogue, bool withProblems);
 
 /// A line of titles, and a line for each feature.
 void writeTable(std::ostream& out, std::vector<Feature> const& features, bool isColoured);

@@ -50,12 +50,12 @@ int runCheck(Options const& options) {
     return result.findings.empty() ? fine : withFindings;
 }
 
-int finish(Catalogue const& catalogue, bool isFound) {
-    std::vector<std::string> const texts = remarks(catalogue);
-    for (std::string const& text : texts)
+/// Says on standard error what is wrong; the problems only when `tellsProblems`.
+int finish(Catalogue const& catalogue, bool isFound, bool tellsProblems) {
+    for (std::string const& text : remarks(catalogue, tellsProblems))
         complain(text);
     if (!catalogue.unreadable.empty()) return unusable;
-    return texts.empty() && isFound ? fine : withFindings;
+    return isFound && remarks(catalogue, true).empty() ? fine : withFindings;
 }
 
 int runList(Options const& options) {
@@ -66,7 +66,7 @@ int runList(Options const& options) {
     } else {
         writeTable(std::cout, features, takesColours());
     }
-    return finish(catalogue, true);
+    return finish(catalogue, true, true);
 }
 
 int runExplain(Options const& options) {
@@ -76,7 +76,9 @@ int runExplain(Options const& options) {
     } else {
         writeExplanation(std::cout, options.name, catalogue, takesColours());
     }
-    return finish(catalogue, catalogue.find(options.name) != nullptr);
+    bool const isFound = catalogue.find(options.name) != nullptr;
+    // The explanation why there is no such feature has the problems.
+    return finish(catalogue, isFound, isFound || options.format == Format::json);
 }
 
 int run(Options const& options) {

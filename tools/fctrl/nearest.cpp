@@ -7,6 +7,15 @@
 #include <utility>
 
 namespace fctrl {
+namespace {
+
+/// Whether `part` stands somewhere in `text`, and is long enough to say something.
+bool isPartOf(std::string_view part, std::string_view text) {
+    constexpr std::size_t fewest = 4;
+    return part.size() >= fewest && text.find(part) != std::string_view::npos;
+}
+
+}  // namespace
 
 std::size_t editDistance(std::string_view left, std::string_view right, std::size_t limit) {
     std::size_t const beyond = limit + 1;
@@ -39,8 +48,11 @@ nearest(std::string_view name, std::vector<std::string> const& candidates, std::
         std::min(wanted.size() > 2 ? wanted.size() - 1 : 1, std::max<std::size_t>(2, wanted.size() / 3));
     std::vector<std::pair<std::size_t, std::string>> found;
     for (std::string const& candidate : candidates) {
-        std::size_t const distance = editDistance(wanted, smallLetters(candidate), limit);
-        if (distance <= limit) found.emplace_back(distance, candidate);
+        std::string const letters = smallLetters(candidate);
+        bool const isPart = isPartOf(wanted, letters) || isPartOf(letters, wanted);
+        std::size_t const distance =
+            editDistance(wanted, letters, isPart ? letters.size() + wanted.size() : limit);
+        if (isPart || distance <= limit) found.emplace_back(distance, candidate);
     }
     std::sort(found.begin(), found.end());
     std::vector<std::string> names;

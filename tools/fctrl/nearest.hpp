@@ -13,7 +13,7 @@ namespace fctrl {
 std::size_t editDistance(std::string_view left, std::string_view right, std::size_t limit);
 
 /// Those of `candidates` that somebody who wrote `name` may have meant: no more than a third of its letters are
-/// different, or two, whether they are capitals or not.
+/// different, or two, or the one is a part of the other, of four letters or more; whether they are capitals or not.
 ///
 /// @param most  how many are wanted.
 /// @return      The nearest first; of equally near ones in the order of their texts.

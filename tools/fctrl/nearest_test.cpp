@@ -40,6 +40,9 @@ TEST(TheNearest, ComeFirst) {
     EXPECT_EQ(nearest("MeshColor", names, 3),
               (std::vector<std::string>{"meshcolor", "MeshColour", "MeshColours"}));
     EXPECT_EQ(nearest("MeshColor", names, 1), std::vector<std::string>{"meshcolor"});
+    EXPECT_EQ(nearest("Mesh", names, 2), (std::vector<std::string>{"meshcolor", "MeshColour"}));
+    EXPECT_EQ(nearest("SomeDocument", names, 2), std::vector<std::string>{"Document"});
+    EXPECT_EQ(nearest("Doc", names, 2), std::vector<std::string>{});
     EXPECT_EQ(nearest("Nothing", names, 3), std::vector<std::string>{});
     EXPECT_EQ(nearest("", names, 3), std::vector<std::string>{});
 }

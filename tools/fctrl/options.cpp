@@ -81,9 +81,13 @@ void addCheck(CLI::App& app, Options& options, bool& isJson) {
     addHelp(check, checkHelp);
     std::map<std::string, Format> const formats = {
         {"text", Format::text}, {"json", Format::json}, {"sarif", Format::sarif}};
-    CLI::Option* const format =
-        check.add_option("--format", options.format, "What to print: text, json or sarif");
-    format->transform(CLI::Transformer(formats))->option_text("FORMAT");
+    check
+        .add_option_function<std::string>(
+            "--format",
+            [&options, formats](std::string const& name) { options.format = formats.at(name); },
+            "What to print: text, json or sarif")
+        ->check(CLI::IsMember({"text", "json", "sarif"}).description(""))
+        ->option_text("FORMAT");
     check.add_flag("--json", isJson, "The same as --format json")->option_text(" ");
     check.add_option("FILE", options.files, "Files to check")->required()->option_text("...");
 }

@@ -90,9 +90,17 @@ class Errors(Case):
         self.assertEqual([(f["line"], f["column"], f["endLine"], f["endColumn"]) for f in self.check("list.json")],
                          [(3, 18, 3, 22), (4, 3, 4, 4), (4, 3, 4, 4)])
 
-    def test_of_one_descriptor_do_not_touch_the_next_of_its_name(self):
-        self.assertEqual(self.check_descriptors(descriptor("Alpha", "On", 0), descriptor("Alpha")),
-                         [("error", "refused", "fctrl: Alpha: default value of On fctrl msut be non zero")])
+    def test_hide_no_other_descriptor_of_the_name(self):
+        refusal = ("error", "refused", "fctrl: Alpha: default value of On fctrl msut be non zero")
+        duplicate = ("warning", "duplicate", '"Alpha" is registered already: this one changes nothing')
+        conflict = ("error", "conflict", "feature not found: Alpha")
+        wrong, right = descriptor("Alpha", "On", 0), descriptor("Alpha")
+        for descriptors, findings in (((wrong, right), [refusal, duplicate]),
+                                      ((right, wrong), [duplicate, refusal]),
+                                      ((wrong, {**right, "type": "PROCESS"}), [refusal, conflict]),
+                                      ((right, {**wrong, "type": "PROCESS"}), [conflict, refusal])):
+            with self.subTest(descriptors=descriptors):
+                self.assertEqual(self.check_descriptors(*descriptors), findings)
 
     def test_of_a_name_that_another_module_has_point_to_the_first(self):
         self.write("first.json", [descriptor()])
@@ -102,7 +110,7 @@ class Errors(Case):
                          ("second.json", "conflict",
                           "feature registered twice: Alpha: modules: first and second"))
         self.assertEqual([(n["file"], n["line"], n["column"], n["message"]) for n in finding["notes"]],
-                         [("first.json", 1, 11, "registered here first")])
+                         [("first.json", 1, 11, "listed here first")])
 
     def test_of_a_name_with_another_scope_point_to_the_first(self):
         [finding] = self.check(self.write("list.json", [descriptor(), descriptor(type="perPROCESS")]))
@@ -320,6 +328,29 @@ class Manifests(Case):
                           'unknown key "Name": it is ignored; did you mean "name"?',
                           'key "name" stands there twice: the first one counts',
                           'the service framework leaves "line" out: it is null'])
+
+    def test_are_not_refused_for_what_is_not_read(self):
+        """Without a list the library looks at nothing else."""
+        for qz in ({"component": "c"}, {"module": [], "features": None}):
+            manifest = self.write("manifest.json", self.manifest(**qz))
+            findings = self.check(manifest)
+            self.assertEqual({f["level"] for f in findings}, {"warning"})
+            self.assertIn("unread-key", [f["rule"] for f in findings])
+            self.assertEqual(self.run_fctrl("list", manifest).code, 0)
+
+    def test_with_null_are_read_as_without_it(self):
+        text = "the service framework leaves null out"
+        for qz in (None, {"features": None}, {"fctrl_json": None}, {"module": {"name": None}, "features": []}):
+            with self.subTest(qz=qz):
+                [finding] = self.check(self.write("manifest.json", {"bundle.symbolic_name": "a", "qz": qz}))
+                self.assertEqual((finding["level"], finding["rule"], finding["message"]),
+                                 ("warning", "dropped-value", text))
+
+    def test_are_named_by_texts(self):
+        for name, text in ((7, '"bundle.symbolic_name" is 7, no text: it is read as "7"'),
+                           ("%x", 'the service framework reads "bundle.symbolic_name" as "x"')):
+            [finding] = self.check(self.write("manifest.json", {"bundle.symbolic_name": name}))
+            self.assertEqual((finding["level"], finding["message"], finding["column"]), ("warning", text, 26))
 
     def test_that_cannot_be_installed_are_refused_in_its_words(self):
         for manifest, text in (
@@ -558,7 +589,7 @@ class TheCommandLine(Case):
                 ([], "A subcommand is required"),
                 (["chek"], 'there is no command "chek"'),
                 (["check"], "FILE is required"),
-                (["check", "--format", "xml", "x.json"], "--format"),
+                (["check", "--format", "xml", "x.json"], "--format: xml not in {text,json,sarif}"),
                 (["check", "--nonsense", "x.json"], "--nonsense"),
                 (["list"], "there is nowhere to look: give files, or a host's folder with --root"),
                 (["list", "--state", "on", "x.json"], "--state"),
