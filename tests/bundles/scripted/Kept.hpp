@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -61,7 +62,7 @@ private:
     }
 
     std::string const name_;
-    int calls_ = 0;
+    std::atomic<int> calls_ = 0;  // other threads change features, too
     std::unique_ptr<IFeature> byName_;
     std::optional<Feature<Scope::PROCESS>> process_;
     std::optional<Feature<Scope::ZOR>> zor_;
