@@ -25,7 +25,8 @@ using boost::system::error_code;
 /// as they run.
 void keepFromChildren(tcp::socket::native_handle_type socket) {
 #if defined(_WIN32)
-    ::SetHandleInformation(reinterpret_cast<HANDLE>(socket), HANDLE_FLAG_INHERIT, 0);
+    SOCKET const plain = socket;
+    ::SetHandleInformation(reinterpret_cast<HANDLE>(plain), HANDLE_FLAG_INHERIT, 0);
 #else
     ::fcntl(socket, F_SETFD, FD_CLOEXEC);
 #endif

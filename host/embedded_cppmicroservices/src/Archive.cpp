@@ -146,7 +146,8 @@ struct Archive::Content {
         for (; status == UNZ_OK; status = unzGoToNextFile(zip)) {
             unz_file_info64 entry = {};
             unz64_file_pos position = {};
-            if (unzGetCurrentFileInfo64(zip, &entry, name.data(), name.size(), nullptr, 0, nullptr, 0) !=
+            if (unzGetCurrentFileInfo64(
+                    zip, &entry, name.data(), static_cast<uLong>(name.size()), nullptr, 0, nullptr, 0) !=
                     UNZ_OK ||
                 unzGetFilePos64(zip, &position) != UNZ_OK) {
                 return false;

@@ -159,11 +159,13 @@ TEST(AWatcher, IsLetGoWithItsStateWhenTheProcessEnds) {
                 ~Farewell() { std::fputs("let go ", stderr); }
             };
             declare({});
-            getFeature("Alpha")->addCallback([farewell = std::make_shared<Farewell>()](IFeature const&) {});
+            declare({.scope = Scope::ZOR, .name = "zor"});
+            for (char const* const name : {"Alpha", "zor"})
+                getFeature(name)->addCallback([farewell = std::make_shared<Farewell>()](IFeature const&) {});
             std::exit(0);
         },
         testing::ExitedWithCode(0),
-        "^let go $");
+        "^let go let go $");
 }
 
 TEST(AHandle, OutlivesTheEngineInstanceThatItWasUsedIn) {
