@@ -35,13 +35,16 @@ void stop(Framework& framework) {
     framework.WaitForStop(std::chrono::milliseconds::zero());  // zero: however long it takes
 }
 
+std::filesystem::path newPath() {
+    std::random_device random;
+    return std::filesystem::temp_directory_path() /
+           ("fctrl_" + std::to_string(random()) + std::to_string(random()) + ".zip");
+}
+
 /// A new file with this content, for the life of the object.
 class TemporaryFile {
 public:
-    explicit TemporaryFile(std::string const& content) {
-        std::random_device random;
-        path_ = std::filesystem::temp_directory_path() /
-                ("fctrl_" + std::to_string(random()) + std::to_string(random()) + ".zip");
+    explicit TemporaryFile(std::string const& content) : path_(newPath()) {
         std::ofstream output(path_, std::ios::binary);
         output << content;
         if (!output.flush()) throw UnreadableFile(toUtf8(path_) + ": cannot be written");

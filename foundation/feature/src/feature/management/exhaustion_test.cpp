@@ -26,9 +26,9 @@
 #include <cppmicroservices/Any.h>
 #include <cppmicroservices/AnyMap.h>
 
-#include "exhaustion_testing.hpp"
 #include "FailingAllocations.hpp"
 #include "RegistryTest.hpp"
+#include "exhaustion_testing.hpp"
 
 #include <gtest/gtest.h>
 

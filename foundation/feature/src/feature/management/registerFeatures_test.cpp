@@ -711,11 +711,12 @@ TEST(ADescriptorList, MayBeRegisteredAgain) {
 }
 
 TEST(ADescriptorList, IsLeftAsItIs) {
-    Array features = {Value(descriptor({{"file", "a text long enough to be kept outside of the string"}}))};
-    Array const before =
-        features;  // NOLINT(performance-unnecessary-copy-initialization): what it is compared with
+    auto const make = [] {
+        return Array{Value(descriptor({{"file", "a text long enough to be kept outside of the string"}}))};
+    };
+    Array const features = make();
     registerList(features);
-    EXPECT_EQ(features, before);
+    EXPECT_EQ(features, make());
 }
 
 TEST(DescriptorLists, AreRegisteredByThreadsThatStartTogether) {
