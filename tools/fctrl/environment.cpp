@@ -76,7 +76,7 @@ void removeFeatureVariables() {
         // ASCII after all: a feature's name is.
         SetEnvironmentVariableW(std::wstring(name.begin(), name.end()).c_str(), nullptr);
 #else
-        unsetenv(name.c_str());  // NOLINT(concurrency-mt-unsafe): before any other thread starts
+        unsetenv(name.c_str());  // NOLINT(concurrency-mt-unsafe): there is no other thread yet
 #endif
     }
 }

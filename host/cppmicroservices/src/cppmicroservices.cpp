@@ -131,7 +131,7 @@ std::vector<fs::path> list(fs::path const& folder, std::error_code& error) {
     std::unique_ptr<DIR, int (*)(DIR*)> const open(opendir(folder.c_str()), closedir);
     if (open) {
         errno = 0;
-        // NOLINTNEXTLINE(concurrency-mt-unsafe): the stream is this call's own
+        // NOLINTNEXTLINE(concurrency-mt-unsafe): unsafe on a stream that threads share; this one is the call's own
         while (dirent const* const entry = readdir(open.get())) {
             names.emplace_back(entry->d_name);  // "." and ".." too: folders, as whoever wants files will see.
             errno = 0;

@@ -232,7 +232,7 @@ protected:
     template <class Error>
     void expectBothWays(Error const& error) {
         SCOPED_TRACE(error.what());
-        // NOLINTNEXTLINE(cert-err60-cpp): a text of its own, whose copy may fail
+        // NOLINTNEXTLINE(cert-err60-cpp): copying some errors' texts may fail; then this test does
         *step = [&error] { throw error; };
         EXPECT_THAT([&] { registration->addFeaturesOnce(); },
                     testing::Throws<Error>(

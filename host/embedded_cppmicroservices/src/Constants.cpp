@@ -1,7 +1,6 @@
 #include "cppmicroservices/Constants.h"
 
-// Texts of this type are what the framework publishes; without memory for them there is no process to save.
-// NOLINTBEGIN(cert-err58-cpp)
+// NOLINTBEGIN(cert-err58-cpp): texts of this type are published; without memory for them there is no process to save
 namespace cppmicroservices::Constants {
 
 std::string const SYSTEM_BUNDLE_LOCATION = "System Bundle";
@@ -18,4 +17,4 @@ std::string const SERVICE_SCOPE = "service.scope";
 std::string const SCOPE_SINGLETON = "singleton";
 
 }  // namespace cppmicroservices::Constants
-// NOLINTEND(cert-err58-cpp)
+// NOLINTEND(cert-err58-cpp): the end of those texts

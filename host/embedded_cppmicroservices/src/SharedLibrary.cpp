@@ -40,9 +40,10 @@ void* loadLibrary(std::string const& location) {
     void* const library = dlopen(location.c_str(), RTLD_LAZY | RTLD_LOCAL);
     if (library == nullptr) {
         // The system's reason is a text; there is no error code to go with it.
-        throw std::system_error(std::make_error_code(std::errc()),
-                                // NOLINTNEXTLINE(concurrency-mt-unsafe): each thread has an error of its own
-                                "Error loading " + location + ". " + dlerror());
+        throw std::system_error(
+            std::make_error_code(std::errc()),
+            // NOLINTNEXTLINE(concurrency-mt-unsafe): dlerror keeps each thread's error apart
+            "Error loading " + location + ". " + dlerror());
     }
     return library;
 }

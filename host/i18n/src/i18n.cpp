@@ -124,7 +124,7 @@ std::u16string readVariable(std::string const& name, std::u16string const& wideN
 #else
 
 std::u16string readVariable(std::string const& name, std::u16string const& /*wideName*/) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): safe while nobody changes the environment, as everywhere
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): only a change at the same time is unsafe; that is up to the host
     char const* const value = std::getenv(name.c_str());
     if (value == nullptr) return {};
     try {

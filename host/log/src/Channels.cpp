@@ -42,7 +42,7 @@ std::string maskVariable() {
 #else
 
 std::string maskVariable() {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): safe while nobody changes the environment, as everywhere
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): only a change at the same time is unsafe; that is up to the host
     char const* const value = std::getenv("FOUNDATION_LOG");
     return value == nullptr ? std::string() : std::string(value);
 }

@@ -26,7 +26,7 @@ State::State(State const& other)
       writeCount(other.writeCount.load()), component(other.component), module(other.module),
       fctrlState(other.fctrlState), clientDir(other.clientDir), filename(other.filename), line(other.line) {}
 
-State::State(State&& other)  // NOLINT(performance-noexcept-move-constructor): see the declaration
+State::State(State&& other)  // NOLINT(performance-noexcept-move-constructor): copying a text may fail
     : defaultValue(other.defaultValue), value(other.value.load()), readCount(other.readCount.load()),
       writeCount(other.writeCount.load()), signal(std::move(other.signal)), component(other.component),
       module(other.module), fctrlState(other.fctrlState), clientDir(other.clientDir),

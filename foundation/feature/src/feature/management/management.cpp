@@ -334,7 +334,7 @@ std::string toLowerCase(std::string text) {
 
 template <class Table, class... Entry>
 typename Table::mapped_type*
-// NOLINTNEXTLINE(performance-unnecessary-value-param): it is moved from
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a new feature's name is moved into its table
 AllFeatures::add(Table& table, std::string name, std::string module, Entry&&... entry) {
     auto const [lowerCase, isNewLowerCase] = lowerCaseNames_.try_emplace(toLowerCase(name), name);
     try {
