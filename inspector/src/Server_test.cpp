@@ -296,16 +296,21 @@ TEST(AServer, KeepsAnsweringWhileTwoHundredConnectionsDoNothing) {
     EXPECT_TRUE(idle.front().isClosed());
 }
 
-TEST(AServer, RefusesConnectionsAndStreamsThatAreTooMany) {
-    Limits limits;
-    limits.connections = 4;
-    limits.streams = 2;
-    RunningServer const server(limits);
+std::deque<Client> openTwoStreams(RunningServer const& server) {
     std::deque<Client> pages;
     for (int i = 0; i < 2; ++i) {
         pages.emplace_back(server.server.port());
         EXPECT_THAT(pages.back().openStream(0), HasSubstr("200 OK"));
     }
+    return pages;
+}
+
+TEST(AServer, RefusesConnectionsAndStreamsThatAreTooMany) {
+    Limits limits;
+    limits.connections = 4;
+    limits.streams = 2;
+    RunningServer const server(limits);
+    std::deque<Client> pages = openTwoStreams(server);
     for (int i = 0; i < 2; ++i) {
         pages.emplace_back(server.server.port());
         Answer const answer = pages.back().get("api/events?since=0");
@@ -325,11 +330,7 @@ TEST(AServer, RefusesAConnectionWhenAllOthersAreNeeded) {
     limits.connections = 2;
     limits.streams = 2;
     RunningServer const server(limits);
-    std::deque<Client> pages;
-    for (int i = 0; i < 2; ++i) {
-        pages.emplace_back(server.server.port());
-        EXPECT_THAT(pages.back().openStream(0), HasSubstr("200 OK"));
-    }
+    std::deque<Client> pages = openTwoStreams(server);
     EXPECT_EQ(Client(server.server.port()).receive().result_int(), 503U);
     for (Client& page : pages)
         EXPECT_THAT(page.nextEvent(), HasSubstr("data: "));
