@@ -97,7 +97,7 @@ namespace process {
 
 /// The record of a process-wide feature, asking the extension bundles when nobody has registered it.
 ///
-/// @return   never null; valid until the process's statics are destroyed.
+/// @return   never null; valid as long as the process.
 /// @throws   std::out_of_range  "feature "<name>" is per zor, not per process" or "unregistered feature:
 /// <name>".
 /// @threads  Any, at any time.
