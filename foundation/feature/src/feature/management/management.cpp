@@ -169,11 +169,22 @@ private:
     std::vector<ZorEntry const*> zorFeaturesByIndex_ FOUNDATION_GUARDED_BY(mutex_);
 };
 
-/// Has the watchers go with the process.
-struct UnwatchAtExit {
-    ~UnwatchAtExit() { features.disconnectWatchers(); }
+/// Calls a function when the process's static objects are destroyed. Not on Windows: those of a DLL are destroyed there
+/// when the system has ended all other threads, wherever they were, and the locks that they held stay locked for ever.
+template <class Function>
+class AtExit {
+public:
+    explicit AtExit(Function const& function) : function_(function) {}
+    AtExit(AtExit const&) = delete;
+    AtExit& operator=(AtExit const&) = delete;
+    ~AtExit() {
+#if !defined(_WIN32)
+        function_();
+#endif
+    }
 
-    AllFeatures& features;
+private:
+    Function const function_;
 };
 
 /// The catalogue, made on first use. Of what it holds only the watchers end with the process's statics: meanwhile other
@@ -181,7 +192,7 @@ struct UnwatchAtExit {
 AllFeatures& allFeatures() {
     static AllFeatures& features = []() -> AllFeatures& {
         static AllFeatures& made = *new AllFeatures;
-        static UnwatchAtExit const unwatching{made};
+        static AtExit const unwatching([] { made.disconnectWatchers(); });
         return made;
     }();
     return features;
@@ -218,14 +229,6 @@ std::unique_ptr<RegistrationTracker> openTracker(::cppmicroservices::BundleConte
     tracker->Open();
     return tracker;
 }
-
-/// Closes a tracker when the process ends. It is not destroyed: a bundle that the framework stops still later, and
-/// that looks something up then, has to find it closed, not gone.
-struct CloseAtExit {
-    ~CloseAtExit() { tracker.Close(); }
-
-    RegistrationTracker& tracker;
-};
 
 /// Where a service comes from, for a record; empty when it has gone meanwhile.
 std::string locationOf(::cppmicroservices::ServiceReferenceBase const& service) {
@@ -288,8 +291,10 @@ void registerAdditionalFeatures(Test const& isFound) {
     });
     if (isFound()) return;
 
+    // Closed when the process ends, but not destroyed: a bundle that the framework stops still later, and that looks
+    // something up then, has to find it closed, not gone.
     static RegistrationTracker& tracker = *prepareDiscovery([&] { return openTracker(context); }).release();
-    static CloseAtExit const closing{tracker};
+    static AtExit const closing([] { tracker.Close(); });
     auto const services = tracker.GetServiceReferences();
     logger.write(detail::severity::details, location, [&](std::ostream& out) {
         out << "found " << services.size() << " foundation::fctrl_ext::Registration instances";
