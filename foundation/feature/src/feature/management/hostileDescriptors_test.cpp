@@ -132,15 +132,16 @@ TEST(ANestingBomb, IsRefusedAsText) {
 TEST(ANestingBomb, IsRefusedAsAValueWhereverItStands) {
     // The deepest that the parser reads, inside what is no text and no number.
     Value const bomb = json::parse(std::string(512, '[') + std::string(512, ']'));
-    for (char const* const key : {"name", "FCtrlState", "type", "defaultValue", "file", "line"}) {
+    for (char const* const key : {"name", "FctrlState", "type", "defaultValue", "file", "line"}) {
         SCOPED_TRACE(key);
         Object object = descriptor("Alpha");
         object.insert_or_assign(key, bomb);
-        if (key == std::string_view("FCtrlState")) object.emplace("FctrlState", bomb);
+        if (key == std::string_view("FctrlState"))
+            object.insert_or_assign("FCtrlState", bomb);  // It is tried first.
         std::vector<Value> const list = {Value(std::move(object))};
         EXPECT_THAT(textThrown<std::runtime_error>([&list] { registerAll(list); }),
-                    testing::ContainsRegex(
-                        "^property value unsupported: \"F?[a-zA-Z]+\"\ninvalid conversion: array to"));
+                    testing::StartsWith("property value unsupported: \"" + std::string(key) +
+                                        "\"\ninvalid conversion: array to "));
     }
     Object object = descriptor("Alpha");
     object.emplace("unknown", bomb);
