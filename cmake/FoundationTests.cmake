@@ -22,6 +22,10 @@ function(foundation_add_tests name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LIBRARIES;ENVIRONMENT")
   add_executable(${name} ${arg_SOURCES})
   foundation_configure_target(${name})
+  if(NOT MSVC)
+    # Most of a build is tests, and each runs for milliseconds.
+    target_compile_options(${name} PRIVATE -O0 $<$<NOT:$<CONFIG:Debug>>:-g1>)
+  endif()
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")  # what they share: <support/...>
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name}
