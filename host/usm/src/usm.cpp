@@ -66,7 +66,8 @@ std::string nameOf(std::size_t slot) {
 }  // namespace
 
 /// The slots lie in blocks that never move, so that a reader needs no lock: it follows two atomic pointers.
-/// Each block is twice as large as the one before it, and made when one of its slots is first filled.
+/// Each block is twice as large as the one before it, and made when one of its slots is first filled. Every read of a
+/// per-instance value comes this way, so what it seldom needs is in functions of its own.
 class EngineInstance::Storage {
 public:
     Storage() = default;
@@ -74,13 +75,22 @@ public:
     Storage(Storage const&) = delete;
     Storage& operator=(Storage const&) = delete;
 
-    /// The entry in that slot, or null.
-    Entry* find(std::size_t slot) const;
+    /// The value in that slot, which must be of that type; null when the slot is empty.
+    void* find(std::size_t slot, std::type_index type) const {
+        Position const position = positionOf(slot);
+        Slot const* const block = blocks_[position.block].load(std::memory_order_acquire);
+        Entry const* const entry =
+            block == nullptr ? nullptr : block[position.index].load(std::memory_order_acquire);
+        return entry == nullptr ? nullptr : valueOf(*entry, slot, type);
+    }
+
+    /// The same of the main instance.
+    static void* findInMain(std::size_t slot, std::type_index type);
 
     /// The value of an entry, which must be of that type.
     static void* valueOf(Entry const& entry, std::size_t slot, std::type_index type) {
-        if (entry.type != type) refuse(entry, slot, type);
-        return entry.value.get();
+        // Only modules that have names of their own for the type have to compare the texts.
+        return entry.type.name() == type.name() ? entry.value.get() : checkedValueOf(entry, slot, type);
     }
 
     /// That of the main instance.
@@ -90,20 +100,25 @@ public:
     Entry& findOrInsert(std::size_t slot, std::type_index type, Value& value);
 
 private:
-    static constexpr std::size_t firstBlockBits = 4;
-    static constexpr std::size_t blockCount = std::numeric_limits<std::size_t>::digits - firstBlockBits + 1;
+    static constexpr std::size_t firstBlockSize = 16;
 
     struct Position {
         std::size_t block;
         std::size_t index;
     };
-    static Position positionOf(std::size_t slot);
-    [[noreturn]] static void refuse(Entry const& entry, std::size_t slot, std::type_index type);
-    static std::size_t sizeOf(std::size_t block) { return std::size_t{1} << (firstBlockBits + block); }
+    /// A slot's number and 16: the topmost bit gives the block, those below it the place there. No number that was
+    /// ever given out is so large that the sum wraps; the blocks that it would give stay empty, as the first four do.
+    static Position positionOf(std::size_t slot) {
+        std::size_t const shifted = slot + firstBlockSize;
+        std::size_t const block = static_cast<std::size_t>(std::bit_width(shifted | 1)) - 1;
+        return {block, shifted ^ sizeOf(block)};
+    }
+    static void* checkedValueOf(Entry const& entry, std::size_t slot, std::type_index type);
+    static std::size_t sizeOf(std::size_t block) { return std::size_t{1} << block; }
 
     std::mutex insertion_;  // Guards latest_ and every write to a slot or to blocks_.
     std::unique_ptr<Entry> latest_;
-    std::array<std::atomic<Slot*>, blockCount> blocks_{};
+    std::array<std::atomic<Slot*>, std::numeric_limits<std::size_t>::digits> blocks_{};
 };
 
 EngineInstance::Storage::~Storage() {
@@ -116,28 +131,26 @@ EngineInstance::Storage::~Storage() {
         delete[] block.load(std::memory_order_relaxed);
 }
 
-EngineInstance::Storage::Position EngineInstance::Storage::positionOf(std::size_t slot) {
-    auto const block = static_cast<std::size_t>(std::bit_width((slot >> firstBlockBits) + 1)) - 1;
-    std::size_t const earlierSlots = ((std::size_t{1} << block) - 1) << firstBlockBits;
-    return {block, slot - earlierSlots};
-}
-
 EngineInstance::Storage& EngineInstance::Storage::ofMain() {
     // Never destroyed: while the process ends, other threads and static objects may still use it.
     static EngineInstance& instance = *new EngineInstance;
     return *instance.storage_;
 }
 
-void EngineInstance::Storage::refuse(Entry const& entry, std::size_t slot, std::type_index type) {
-    throw std::logic_error(nameOf(slot) + " holds a value of type \"" +
-                           boost::core::demangle(entry.type.name()) + "\", not \"" +
-                           boost::core::demangle(type.name()) + "\"");
+#if defined(__GNUC__)
+[[gnu::noinline]]  // `find` would save registers for it in every case.
+#endif
+void* EngineInstance::Storage::findInMain(std::size_t slot, std::type_index type) {
+    return ofMain().find(slot, type);
 }
 
-Entry* EngineInstance::Storage::find(std::size_t slot) const {
-    Position const position = positionOf(slot);
-    Slot const* const block = blocks_[position.block].load(std::memory_order_acquire);
-    return block == nullptr ? nullptr : block[position.index].load(std::memory_order_acquire);
+void* EngineInstance::Storage::checkedValueOf(Entry const& entry, std::size_t slot, std::type_index type) {
+    if (entry.type != type) {
+        throw std::logic_error(nameOf(slot) + " holds a value of type \"" +
+                               boost::core::demangle(entry.type.name()) + "\", not \"" +
+                               boost::core::demangle(type.name()) + "\"");
+    }
+    return entry.value.get();
 }
 
 Entry& EngineInstance::Storage::findOrInsert(std::size_t slot, std::type_index type, Value& value) {
@@ -180,8 +193,9 @@ std::size_t Detail<scope::Zor>::getNextID(std::type_index type) {
 }
 
 void* Detail<scope::Zor>::find(std::size_t slot, std::type_index type) {
-    Entry const* const entry = current().find(slot);
-    return entry == nullptr ? nullptr : EngineInstance::Storage::valueOf(*entry, slot, type);
+    EngineInstance const* const bound = boundInstance;
+    return bound != nullptr ? bound->storage_->find(slot, type)
+                            : EngineInstance::Storage::findInMain(slot, type);
 }
 
 void* Detail<scope::Zor>::findOrInsert(std::size_t slot, std::type_index type, Value&& value) {

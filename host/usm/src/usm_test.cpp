@@ -63,8 +63,15 @@ TEST(AnEmptySlot, IsFoundAsNull) {
 }
 
 TEST(ASlotThatWasNeverGivenOut, IsFoundAsNullAndNotFilled) {
-    for (std::size_t const slot :
-         {std::size_t{0}, std::size_t{1000}, std::numeric_limits<std::size_t>::max()}) {
+    constexpr std::size_t last = std::numeric_limits<std::size_t>::max();
+    for (std::size_t const slot : {std::size_t{0},
+                                   std::size_t{15},
+                                   std::size_t{16},
+                                   std::size_t{1000},
+                                   last / 2,
+                                   last - 16,
+                                   last - 15,
+                                   last}) {
         SCOPED_TRACE(slot);
         EXPECT_EQ(Zor::find(slot, typeid(Counted)), nullptr);
         Value value = makeValue<Counted>(7);

@@ -461,14 +461,24 @@ void AllFeatures::getAllFeatures(std::vector<std::unique_ptr<IFeature>>& feature
     }
 }
 
-std::size_t tableSlot() {
-    static std::size_t const slot = EngineStorage::getNextID(typeid(PerZorFeatures));
-    return slot;
+/// What each read of a per-instance feature needs to know.
+struct PerZorAccess {
+    detail::Logger logger{detail::channel::lookup};
+    std::size_t tableSlot = EngineStorage::getNextID(typeid(PerZorFeatures));
+};
+
+FOUNDATION_NOINLINE PerZorAccess& makePerZorAccess() {
+    return *new PerZorAccess;
+}
+
+inline PerZorAccess& perZorAccess() {
+    static PerZorAccess& access = makePerZorAccess();
+    return access;
 }
 
 /// The table of the current engine instance; null when it has none yet.
-PerZorFeatures* findTable() {
-    return static_cast<PerZorFeatures*>(EngineStorage::find(tableSlot(), typeid(PerZorFeatures)));
+PerZorFeatures* findTable(PerZorAccess const& access) {
+    return static_cast<PerZorFeatures*>(EngineStorage::find(access.tableSlot, typeid(PerZorFeatures)));
 }
 
 void AllFeatures::disconnectWatchers() noexcept {
@@ -483,7 +493,7 @@ void AllFeatures::disconnectWatchers() noexcept {
             for (auto& [name, state] : processFeatures_)
                 add(state);
         }
-        if (PerZorFeatures const* const table = findTable()) {
+        if (PerZorFeatures const* const table = findTable(perZorAccess())) {
             for (std::size_t position = 0; position < table->size(); ++position)
                 add(*table->at(position));
         }
@@ -494,14 +504,10 @@ void AllFeatures::disconnectWatchers() noexcept {
         state->signal.disconnect_all_slots();
 }
 
-detail::Logger& dataPtrLogger() {
-    static detail::Logger logger(detail::channel::lookup);
-    return logger;
-}
-
 /// `zor::getDataPtr` with its log records, making what the current engine instance lacks.
 FOUNDATION_NOINLINE detail::State* makeDataPtr(std::size_t index) {
-    detail::Logger& logger = dataPtrLogger();
+    PerZorAccess& access = perZorAccess();
+    detail::Logger& logger = access.logger;
     static constexpr detail::SourceLocation location{
         detail::managementSource,
         "foundation::feature::detail::State* foundation::feature::management::zor::getDataPtr(std::size_t)",
@@ -510,7 +516,7 @@ FOUNDATION_NOINLINE detail::State* makeDataPtr(std::size_t index) {
     logger.write(
         detail::severity::parameters, location, [&](std::ostream& out) { out << " index=" << index; });
 
-    PerZorFeatures* table = findTable();
+    PerZorFeatures* table = findTable(access);
     if (table == nullptr) {
         auto fresh = std::make_unique<PerZorFeatures>();
         allFeatures().addZorFeatures(*fresh);
@@ -518,7 +524,7 @@ FOUNDATION_NOINLINE detail::State* makeDataPtr(std::size_t index) {
             fresh.release(), [](void* ours) { delete static_cast<PerZorFeatures*>(ours); });
         // Another thread of this engine instance may have been first; then its table counts and ours goes.
         table = static_cast<PerZorFeatures*>(
-            EngineStorage::findOrInsert(tableSlot(), typeid(PerZorFeatures), std::move(owned)));
+            EngineStorage::findOrInsert(access.tableSlot, typeid(PerZorFeatures), std::move(owned)));
     }
     if (index >= table->size()) allFeatures().addZorFeatures(*table);
     if (index >= table->size()) {
@@ -666,8 +672,9 @@ std::size_t zor::getDataIndex(std::string const& name) {
 
 detail::State* zor::getDataPtr(std::size_t index) {
     // Each read of a per-instance feature comes this way, and nearly always ends here.
-    if ((dataPtrLogger().mask() & (detail::severity::traces | detail::severity::parameters)) == 0) {
-        PerZorFeatures const* const table = findTable();
+    PerZorAccess const& access = perZorAccess();
+    if ((access.logger.mask() & (detail::severity::traces | detail::severity::parameters)) == 0) {
+        PerZorFeatures const* const table = findTable(access);
         if (table != nullptr && index < table->size()) return table->at(index);
     }
     return makeDataPtr(index);
