@@ -488,7 +488,7 @@ TEST(TheNesting, OfOneContainerMoreIsRefusedEvenWhenTheInnermostIsEmpty) {
         expectTooDeep(nested(512, wrap, Any(std::vector<Any>())));
         expectTooDeep(nested(512, wrap, Any(AnyMap())));
         expectTooDeep(nested(512, wrap, Any(std::vector<int>{1})));
-        expectTooDeep(nested(2000, wrap, Any(1)));
+        expectTooDeep(nested(1'000, wrap, Any(1)));
     }
 }
 
