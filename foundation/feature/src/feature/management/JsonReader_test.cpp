@@ -68,6 +68,30 @@ void expectAccepted(Accepted const& row) {
     EXPECT_EQ(reading.used, row.text.size());
 }
 
+TEST(AValueOfEachKind, IsTheDocumentOrAnElementOrTheLastMemberOfItsName) {
+    struct Row {
+        std::string text;
+        Value value;
+    };
+    for (Row const& row : {Row{R"("text")", "text"},
+                           Row{"true", true},
+                           Row{"false", false},
+                           Row{"null", Null{}},
+                           Row{"1.5", 1.5},
+                           Row{"[2]", Array{2.0}},
+                           Row{R"({"k":3})", Object{{"k", 3.0}}}}) {
+        auto const in = [&](char const* before, char const* after) { return before + row.text + after; };
+        expectAccepted({"alone", row.text, row.value});
+        expectAccepted({"an element", in("[0,", "]"), Array{0.0, row.value}});
+        expectAccepted({"a member", in(R"({"a":)", "}"), Object{{"a", row.value}}});
+        expectAccepted({"the last of two", in(R"({"a":0,"a":)", "}"), Object{{"a", row.value}}});
+        expectAccepted({"no type", in(R"({"qztype":)", "}"), Object{{"qztype", row.value}}});
+        expectAccepted({"a type no longer",
+                        in(R"({"qztype":"int8","qztype":)", R"(,"qzdata":[1.5]})"),
+                        Object{{"qztype", row.value}, {"qzdata", Array{1.5}}}});
+    }
+}
+
 struct Refused {
     char const* says;
     std::string text;

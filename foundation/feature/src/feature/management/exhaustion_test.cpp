@@ -5,8 +5,11 @@
 #include <atomic>
 #include <csignal>
 #include <cstddef>
+#include <cstdlib>
+#include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -361,6 +364,40 @@ INSTANTIATE_TEST_SUITE_P(DuringThe, MemoryThatRunsOut, testing::Values(firstReco
 
 TEST_P(MemoryThatRunsOut, LeavesNothingHalfDoneLockedOrLost) {
     EXPECT_GT(exhaust(GetParam()), 0u) << "it allocates nothing: nothing was tested";
+}
+
+TEST(AWatcher, ThatCouldNotBeConnectedIsNeverCalled) {
+    declareBoth();
+    Feature<Scope::PROCESS> feature(processName);
+    int callsOfOurs = 0;
+    boost::signals2::connection connection;
+    failEachAllocation(
+        [&] { connection = feature.addCallback([&callsOfOurs](IFeature const&) { ++callsOfOurs; }); },
+        [](Outcome const& outcome) { EXPECT_EQ(outcome.thrown, "std::bad_alloc"); });
+    EXPECT_EQ(callsOfOurs, 1);  // by the last try, which had memory enough
+    feature.set(feature.get() + 1);
+    EXPECT_EQ(callsOfOurs, 2);
+    connection.disconnect();
+    feature.set(feature.get() + 1);
+    EXPECT_EQ(callsOfOurs, 2);
+}
+
+TEST(TheEndOfTheProcess, NeedsNoMemory) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static std::optional<AllocationWatch>
+                failing;  // Before the catalogue, so destroyed after its end.
+            declareBoth();
+            watchProcessFeature(1);
+            struct Starving {
+                ~Starving() { failing.emplace(AllocationWatch::Rules{.failing = 1, .laterOnesFail = true}); }
+            };
+            static Starving const starving;  // After the catalogue, so destroyed before its end.
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0),
+        "");
 }
 
 /// Not this library's doing, but what its users meet.
