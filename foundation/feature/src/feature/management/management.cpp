@@ -94,6 +94,8 @@ struct ZorEntry {
 struct HashedName {
     explicit HashedName(std::string const& text_) : text(text_), hash(std::hash<std::string>()(text_)) {}
 
+    operator std::string const&() const { return text; }
+
     std::string const& text;
     std::size_t hash;
 };
@@ -111,8 +113,6 @@ struct EqualNames {
     using is_transparent = void;
 
     bool operator()(std::string const& one, std::string const& other) const { return one == other; }
-    bool operator()(HashedName const& one, std::string const& other) const { return one.text == other; }
-    bool operator()(std::string const& one, HashedName const& other) const { return one == other.text; }
 };
 
 template <class Entry>
