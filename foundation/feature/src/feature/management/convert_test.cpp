@@ -445,6 +445,16 @@ TEST(AFailure, InsideAValueLeavesTheWholeConversion) {
     EXPECT_NO_THROW(convert(map)) << "later conversions are not affected";
 }
 
+TEST(AFailure, InTheTextOfAnUnknownContainerShowsItOnOneLine) {
+    Any const container(std::vector<Printed>{{"1"}, {"?"}});
+    try {
+        convert(container);
+        FAIL() << "it is no JSON";
+    } catch (ParserException const& error) {
+        EXPECT_THAT(error.what(), HasSubstr("(Line 1, Column 4)\n\t[1,?]\n\t   ^"));
+    }
+}
+
 constexpr char const* tooDeep = "value not converted: it is nested more than 512 levels deep";
 
 Any inVector(Any inner) {
